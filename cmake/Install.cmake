@@ -1,0 +1,22 @@
+# Install rules, the CMake package (find_package(zolt_mfdenoise)) and the pkg-config file.
+include(CMakePackageConfigHelpers)
+
+set(ZOLT_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zolt_mfdenoise)
+
+install(TARGETS zolt_mfdenoise EXPORT zolt_mfdenoise_targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES include/zolt_mfdenoise.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES config/multiframe.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/zolt_mfdenoise)
+install(EXPORT zolt_mfdenoise_targets NAMESPACE zolt:: DESTINATION ${ZOLT_PACKAGE_DIR})
+
+configure_package_config_file(cmake/zolt_mfdenoise-config.cmake.in zolt_mfdenoise-config.cmake
+  INSTALL_DESTINATION ${ZOLT_PACKAGE_DIR} PATH_VARS CMAKE_INSTALL_DATADIR)
+write_basic_package_version_file(zolt_mfdenoise-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zolt_mfdenoise-config.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/zolt_mfdenoise-config-version.cmake
+  DESTINATION ${ZOLT_PACKAGE_DIR})
+
+# Relative, so that the installed folder can be moved.
+file(RELATIVE_PATH ZOLT_PREFIX_FROM_PKGCONFIG /p/${CMAKE_INSTALL_LIBDIR}/pkgconfig /p)
+configure_file(cmake/zolt_mfdenoise.pc.in zolt_mfdenoise.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zolt_mfdenoise.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,19 @@
+# Debian packages of the project, for the scripts to source: `need PACKAGE...` installs what is missing and says so.
+
+BUILD_PACKAGES="g++ cmake ninja-build pkg-config googletest libbenchmark-dev libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libcli11-dev nlohmann-json3-dev libpugixml-dev libnlopt-dev libnlopt-cxx-dev"
+CROSS_PACKAGES="g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user-static"
+CHECK_PACKAGES="clang-format clang-tidy git python3"
+PHOTO_PACKAGES="lomiri-wallpapers-16.04"
+
+need() {
+  local missing=()
+  for package in "$@"; do
+    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  echo "Installing Debian packages: ${missing[*]}"
+  local sudo=
+  [ "$(id -u)" -eq 0 ] || sudo=sudo
+  $sudo apt-get update -qq &&
+    DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}

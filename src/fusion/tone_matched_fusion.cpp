@@ -1,0 +1,205 @@
+#include "fusion/tone_matched_fusion.h"
+
+#include <algorithm>
+
+#include "base/alloc_hooks.h"
+#include "base/arithmetic.h"
+#include "base/log.h"
+#include "base/result_codes.h"
+#include "fusion/bgr_conversion.h"
+#include "fusion/chroma_stage.h"
+#include "fusion/detail_mix.h"
+#include "fusion/fusion_workers.h"
+#include "fusion/half_size.h"
+#include "fusion/pyramid_fusion.h"
+#include "fusion/tone_matching.h"
+#include "ghost/ghost_detection.h"
+#include "kernels/box_downscale.h"
+#include "kernels/pseudo_median.h"
+#include "kernels/sobel_magnitude.h"
+
+namespace zolt {
+namespace {
+
+/// The arena in address order. `full` is the frame's pixel count.
+struct ToneArena {
+  ToneArena(uint8_t* arena, uint64_t arena_size, int64_t full) {
+    RegionCutter cutter(arena, arena_size);
+    const auto half = static_cast<uint64_t>(full / 4);
+    for (PlaneSet* set : {&aligned_half, &accumulated_half, &fused_half}) {
+      set->plane[0] = cutter.Take<uint8_t>(half);
+      set->plane[1] = cutter.Take<uint8_t>(half / 4);
+      set->plane[2] = cutter.Take<uint8_t>(half / 4);
+    }
+    detail = cutter.Take<int16_t>(static_cast<uint64_t>(full));
+    doubled = cutter.Take<uint8_t>(static_cast<uint64_t>(full));
+    for (PlaneSet* set : {&aligned_bgr, &accumulated_bgr}) {
+      for (uint8_t*& plane : set->plane) plane = cutter.Take<uint8_t>(half);
+    }
+    tones = cutter.Take<ToneTables>(1);
+    scratch_size = arena_size - cutter.used();
+    scratch = cutter.Take<uint8_t>(scratch_size);
+  }
+
+  PlaneSet aligned_half, accumulated_half, fused_half;
+  int16_t* detail;   ///< what the accumulated luma loses at half size
+  uint8_t* doubled;  ///< dead once `detail` is made: ChromaStage's scratch begins here, over all that follows
+  PlaneSet aligned_bgr, accumulated_bgr;
+  ToneTables* tones;
+  uint8_t* scratch;
+  uint64_t scratch_size;
+};
+
+// What stands before ToneArena's scratch: nine eighths of half-size sets, detail, doubled luma, two colour
+// sets, tables.
+uint64_t FixedArenaSize(uint64_t full) {
+  return full * 9 / 8 + 3 * full + full * 3 / 2 + sizeof(ToneTables);
+}
+
+void MatchTones(const ToneArena& arena, int w, int h) {
+  const int64_t count = static_cast<int64_t>(w) * h;
+  OnFusionWorkers([&](int worker) {
+    // Rows in pairs, for the chroma row that two luma rows share.
+    const Share share = FusionShare(h / 2, worker);
+    const int first = static_cast<int>(2 * share.first);
+    const int rows = static_cast<int>(2 * share.count);
+    YuvToBgr(arena.aligned_half, arena.aligned_bgr, w, first, rows);
+    YuvToBgr(arena.accumulated_half, arena.accumulated_bgr, w, first, rows);
+  });
+  OnFusionWorkers([&](int worker) {
+    constexpr uint8_t kBlownOut = 252;
+    const Share share = FusionShare(count, worker);
+    HighlightSwap(arena.accumulated_bgr, arena.aligned_bgr, arena.aligned_half.plane[0], share.first,
+                  share.count, kBlownOut);
+  });
+  RunOnPool(
+      DenoisePool(),
+      [&](int channel) {
+        ToneFromHistogram(arena.aligned_bgr.plane[channel], arena.accumulated_bgr.plane[channel], w, h,
+                          arena.tones->table[channel], arena.scratch + channel * (count / 4));
+      },
+      3);
+  const int taps = ToneKernelSize(*arena.tones);
+  for (auto& table : arena.tones->table) SmoothTone(table, taps);
+  OnFusionWorkers([&](int worker) {
+    const Share share = FusionShare(h / 2, worker);
+    for (int c = 0; c < 3; ++c) {
+      ApplyTone(arena.accumulated_bgr.plane[c] + 2 * share.first * w, 2 * share.count * w,
+                arena.tones->table[c]);
+    }
+    BgrToYuv(arena.accumulated_bgr, arena.fused_half, w, static_cast<int>(2 * share.first),
+             static_cast<int>(2 * share.count));
+  });
+}
+
+// Compares the tone-matched image with the aligned frame at half size. The map is left at the scratch's
+// start.
+int32_t FindGhosts(const ToneArena& arena, int w, int h, const FusionPara& fusion, uint32_t* count) {
+  const auto half = static_cast<uint64_t>(w) * static_cast<uint64_t>(h);
+  GhostStageInput input = {};
+  input.images.count = 2;
+  input.images.images[0] = {w, h, w, nullptr, nullptr, nullptr};
+  const PlaneSet& aligned = arena.aligned_half;
+  const PlaneSet& fused = arena.fused_half;
+  input.images.images[1] = {w, h, w, aligned.plane[0], aligned.plane[1], aligned.plane[2]};
+  input.firstImages.count = 1;
+  input.firstImages.images[0] = {w, h, w, fused.plane[0], fused.plane[1], fused.plane[2]};
+  input.enabled = 1;
+  input.thresholds = {fusion.deghost[0], fusion.deghost[1], fusion.deghost[2],
+                      fusion.deghost[3], fusion.deghost[4], fusion.deghost[5]};
+  input.scratch = arena.scratch + 2 * half;
+  input.scratchSize = arena.scratch_size - 2 * half;
+  *count = 0;
+  std::fill_n(arena.scratch, half, uint8_t{0});
+  return GhostDetection(&input, {arena.scratch, count});
+}
+
+// Where nothing moved the chroma becomes the mean of both images. 3 when too much moved for a fusion at all.
+int32_t FuseChroma(const ToneArena& arena, int w, int h, FusionPara* fusion) {
+  const int64_t half = static_cast<int64_t>(w) * h;
+  uint32_t moved = 0;
+  const int32_t result = FindGhosts(arena, w, h, *fusion, &moved);
+  if (result != kOk || moved > (7 * half) >> 3) {
+    LogError("%s", "ExposureFusion:too much ghost!");
+    return kTooMuchGhost;
+  }
+  if (moved > half / 3) {
+    std::fill(std::begin(fusion->bandThreshold), std::end(fusion->bandThreshold), 0);
+    fusion->chromaS = WrapAdd(fusion->chromaS, 10);
+    fusion->lumaLF = WrapAdd(fusion->lumaLF, 5);
+    return kOk;
+  }
+  uint8_t* mask = arena.scratch + half;
+  Down2Plane(arena.scratch, h, w, mask);
+  OnFusionWorkers([&](int worker) {
+    const int64_t quarter = half / 4 / kFusionWorkers;
+    const int64_t first = quarter * worker;
+    for (int c = 1; c < 3; ++c) {
+      ChromaMix(arena.fused_half.plane[c] + first, arena.aligned_half.plane[c] + first, mask + first,
+                quarter);
+    }
+  });
+  return kOk;
+}
+
+// Calms the half-size luma where few frames were folded.
+void MixMedian(const ToneArena& arena, int w, int h, FusionPara* fusion) {
+  const int64_t half = static_cast<int64_t>(w) * h;
+  uint8_t* luma = arena.fused_half.plane[0];
+  uint8_t* median = arena.scratch;
+  PseudoMedian3x3(luma, w, median, w, w, h, arena.scratch + half);
+  fusion->halfWeight = arena.scratch + half;
+  Down2Plane(fusion->weightMap, 2 * h, 2 * w, fusion->halfWeight);
+  Box4Down(fusion->halfWeight, h, w, fusion->eighthWeight);
+  OnFusionWorkers([&](int worker) {
+    const Share share = FusionShare(half, worker);
+    WeightedMix(luma + share.first, median + share.first, fusion->halfWeight + share.first, share.count,
+                fusion->weightShift);
+  });
+}
+
+}  // namespace
+
+uint64_t ToneMatchedArenaSize(int w, int h) {
+  const uint64_t full = static_cast<uint64_t>(w) * static_cast<uint64_t>(h);
+  // Behind the tables: two maps of half size and ghost detection's own room, or the pyramids, or an edge
+  // plane.
+  const uint64_t ghost = full / 2 + 2 * full;
+  const uint64_t scratch = std::max({full, ghost, PyramidFusionScratchSize(w / 2, h / 2)});
+  const uint64_t chroma = full * 9 / 8 + 2 * full + ChromaStageScratchSize(w, h);
+  return std::max(FixedArenaSize(full) + scratch, chroma);
+}
+
+int32_t ToneMatchedFusion(const YuvImage& image, const YuvImage& aligned, uint8_t* work_luma,
+                          FusionPara* fusion, uint8_t* arena_start, uint64_t arena_size) {
+  const int w = image.width;
+  const int h = image.height;
+  const int64_t full = static_cast<int64_t>(w) * h;
+  const ToneArena arena(arena_start, arena_size, full);
+
+  Down2Planes(aligned, arena.aligned_half);
+  Down2Planes(image, arena.accumulated_half);
+  Up2Plane(arena.accumulated_half.plane[0], h / 2, w / 2, arena.doubled);
+  LostDetail(image.y, arena.doubled, arena.detail, full);
+  MatchTones(arena, w / 2, h / 2);
+  if (fusion->ChromaFusionFlag != 0) {
+    const int32_t result = FuseChroma(arena, w / 2, h / 2, fusion);
+    if (result != kOk) return result;
+  }
+  if (fusion->HDRFusionFlag != 0) {
+    const int32_t result = HdrPyramidFusion(arena.fused_half, arena.accumulated_half, arena.fused_half, w / 2,
+                                            h / 2, arena.scratch);
+    if (result != kOk) return result;
+  }
+  MixMedian(arena, w / 2, h / 2, fusion);
+
+  Up2Plane(arena.fused_half.plane[0], h / 2, w / 2, work_luma);
+  SobelMagnitude(image.y, arena.scratch, w, h, w, w);
+  RestoreDetail(work_luma, arena.detail, arena.scratch, full, *fusion);
+  ChromaStage(*fusion, w, h, arena.fused_half, arena.fused_half, arena.doubled);
+  Up2Plane(arena.fused_half.plane[1], h / 4, w / 4, image.u);
+  Up2Plane(arena.fused_half.plane[2], h / 4, w / 4, image.v);
+  return kOk;
+}
+
+}  // namespace zolt

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdint>
+
+namespace zolt {
+
+/// One level of the LeGall 5/3 wavelet in place on the top-left w x h of a 16-bit plane (both even). It
+/// leaves four quadrants: the low-pass band at the top left (the next level's input), horizontal detail to
+/// its right, vertical detail below, diagonal detail across. All arithmetic wraps to 16 bits, and the inverse
+/// gives back any plane exactly. `temporary` holds w * h samples; `pitch` in samples, of the plane.
+void WaveletForward(int16_t* plane, int w, int h, int pitch, int16_t* temporary);
+void WaveletInverse(int16_t* plane, int w, int h, int pitch, int16_t* temporary);
+
+}  // namespace zolt

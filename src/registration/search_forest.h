@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+
+#include "registration/feature_list.h"
+#include "zolt_mfdenoise.h"
+
+namespace zolt {
+
+/// One node of a search tree; indices instead of pointers, so that stored trees have one layout on 32- and
+/// 64-bit processors.
+struct KdNode {
+  int32_t dimension_or_keypoint;  ///< inner node: descriptor word that is compared; leaf: keypoint index
+  int32_t pivot;                  ///< smaller values go left
+  int32_t left, right;            ///< indices into KdForest::nodes; both kNoNode at a leaf
+};
+inline constexpr int32_t kNoNode = -1;
+inline constexpr int32_t kTreeCount = 4;
+
+/// Four randomised k-d trees over the descriptors of one FeatureList, after Silpa-Anan and Hartley,
+/// "Optimised KD-trees for fast image descriptor matching". A view: nodes and roots lie in memory of somebody
+/// else.
+struct KdForest {
+  KdNode* nodes;   ///< room for 4 * (2 * count - 1) nodes
+  int32_t* roots;  ///< kTreeCount indices into nodes
+};
+
+/// The two nearest reference descriptors of one query: squared distances (Q30 of unit vectors, modulo 2^32 as
+/// signed words) and indices into the reference list. A slot that found nothing holds 0x7FFFFFFF and index 0.
+struct NeighbourPair {
+  int32_t best_distance, second_distance;
+  int32_t best_index, second_index;
+  int32_t reserved;
+};
+static_assert(sizeof(NeighbourPair) == 20);
+
+/// Builds the forest over `features`, count >= 1. Deterministic: one generator with a fixed seed serves all
+/// trees. 0, or -1000 with a log line when the hook refuses the index array.
+int32_t BuildForest(const FeatureList& features, const KdForest& forest, const MfAllocHooks& hooks);
+
+/// Finds the two approximate nearest neighbours of every query, visiting at most 32 leaves for each.
+/// `results` has query.count entries; reference.count >= 1. Runs four jobs on RegistrationPool(), which the
+/// caller has started. 0, or -1000 with a log line when the hook refuses a job's working memory.
+int32_t MatchDescriptors(const FeatureList& query, const FeatureList& reference, const KdForest& forest,
+                         NeighbourPair* results, const MfAllocHooks& hooks);
+
+}  // namespace zolt

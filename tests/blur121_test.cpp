@@ -1,0 +1,66 @@
+#include "kernels/blur121.h"
+
+#include <gtest/gtest.h>
+
+#include "support/test_planes.h"
+
+namespace zolt {
+namespace {
+
+int Half(int a, int b) {
+  return (a + b + 1) / 2;
+}
+
+/// The definition pixel by pixel, on a plane without gaps.
+std::vector<uint8_t> SlowBlur(const std::vector<uint8_t>& p, int w, int h) {
+  std::vector<int> t(p.size());
+  for (int i = 0; i < w * h; ++i) {
+    const int x = i % w;
+    t[i] = x == 0       ? (3 * p[i] + p[i + 1]) / 4
+           : x == w - 1 ? (p[i - 1] + 3 * p[i]) / 4
+                        : Half(Half(p[i - 1], p[i + 1]), p[i]);
+  }
+  std::vector<uint8_t> out(p.size());
+  for (int i = 0; i < w * h; ++i) {
+    const int above = i >= w ? t[i - w] : t[i], below = i + w < w * h ? t[i + w] : t[i];
+    out[i] = static_cast<uint8_t>(Half(Half(above, below), t[i]));
+  }
+  return out;
+}
+
+TEST(Blur121, EndColumnsTruncateAndEndRowsRound) {
+  // Along rows: (3 * 1 + 2) >> 2 = 1, avg(avg(1, 3), 2) = 2, (2 + 3 * 3) >> 2 = 2.
+  uint8_t plane[6] = {1, 2, 3, 2, 2, 2};
+  uint8_t temporary[6];
+  Blur121(plane, plane, temporary, 3, 2, 3, 3, 3);
+  const uint8_t expected[6] = {2, 2, 2, 2, 2, 2};
+  EXPECT_TRUE(std::equal(plane, plane + 6, expected));
+  // Rows 0 and 3 as ends: avg(avg(0, 3), 0) = 1 and avg(avg(3, 0), 3) = 3.
+  uint8_t ends[4] = {0, 0, 3, 3};
+  Blur121(ends, ends, temporary, 2, 2, 2, 2, 2);
+  EXPECT_EQ(ends[0], 1);
+  EXPECT_EQ(ends[2], 3);
+}
+
+TEST(Blur121, EqualsItsDefinitionInPlaceAndWithPitches) {
+  for (const auto& [w, h] : {std::pair{2, 2}, {3, 5}, {16, 4}, {17, 3}, {70, 33}, {131, 20}}) {
+    const std::vector<uint8_t> source = test::RandomPlane<uint8_t>(w * h);
+    const std::vector<uint8_t> expected = SlowBlur(source, w, h);
+    std::vector<uint8_t> temporary(source.size()), in_place = source;
+    Blur121(in_place.data(), in_place.data(), temporary.data(), w, h, w, w, w);
+    EXPECT_EQ(in_place, expected) << w << "x" << h;
+
+    // Rows apart by more than w, the last one without its gap: what lies between is not touched.
+    const int pitch = w + 3;
+    std::vector<uint8_t> wide_source(pitch * (h - 1) + w), wide_out(wide_source.size(), 0xEE);
+    for (int i = 0; i < w * h; ++i) wide_source[i / w * pitch + i % w] = source[i];
+    Blur121(wide_source.data(), wide_out.data(), temporary.data(), w, h, pitch, pitch, w);
+    for (size_t i = 0; i < wide_out.size(); ++i) {
+      const size_t x = i % pitch;
+      ASSERT_EQ(wide_out[i], x < static_cast<size_t>(w) ? expected[i / pitch * w + x] : 0xEE);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace zolt

@@ -1,0 +1,388 @@
+#include "session/burst.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "session/mf_session.h"
+#include "support/log_lines.h"
+#include "support/session_driver.h"
+#include "support/slow_burst.h"
+#include "support/stage_doubles.h"
+#include "support/test_hooks.h"
+#include "support/test_planes.h"
+#include "support/thread_failure.h"
+
+namespace zolt {
+namespace {
+
+using test::FlatFrame;
+using test::SessionDriver;
+using test::TestHooks;
+using Bytes = std::vector<uint8_t>;
+
+constexpr uint32_t kFormats[] = {ZOLT_MF_FORMAT_NV21, ZOLT_MF_FORMAT_NV12, ZOLT_MF_FORMAT_I420};
+
+class Burst : public testing::Test {
+ protected:
+  Burst() {
+    TestHooks::Reset();
+    stages.FoldOnly();
+    test::TakeLogLines();
+  }
+  ~Burst() override { TestHooks::FreeAll(); }
+
+  /// The k-th later frame fails with this code in registration; others fold.
+  void FailLaterFrame(int k, int32_t code) {
+    stages.registration = [this, k, code](RegistrationInput*, MotionModel*, uint8_t*, uint64_t) {
+      return later_frames++ == k ? code : 3;
+    };
+  }
+  test::StageDoubles stages;
+  int later_frames = 0;
+};
+
+uint8_t Fold(int a, int b, int share) {
+  return static_cast<uint8_t>((share * a + (256 - share) * b + 128) >> 8);
+}
+
+TEST_F(Burst, ThreeFramesFoldToTheSameImageInEveryFormat) {
+  for (const uint32_t format : kFormats) {
+    SCOPED_TRACE(format);
+    SessionDriver driver(72, 64, format);
+    const Bytes untouched = driver.result;
+    ASSERT_EQ(driver.Frame(FlatFrame(72, 64, format, 100, 90, 200), 0, 3), 0);
+    EXPECT_EQ(driver.result, untouched);
+    ASSERT_EQ(driver.Frame(FlatFrame(72, 64, format, 130, 60, 220), 1, 3), 0);
+    // Between frames the result is planar whatever the layout.
+    EXPECT_EQ(driver.result, FlatFrame(72, 64, ZOLT_MF_FORMAT_I420, Fold(100, 130, 156), Fold(90, 60, 156),
+                                       Fold(200, 220, 156)));
+    ASSERT_EQ(driver.Frame(FlatFrame(72, 64, format, 10, 20, 30), 2, 3), 0);
+    // 72 is no multiple of 16: the overlapped columns are folded twice now that the result is the reference.
+    const auto twice = [](int a, int b) { return Fold(Fold(a, b, 156), b, 156); };
+    const Bytes once = FlatFrame(72, 64, format, Fold(Fold(100, 130, 156), 10, 156),
+                                 Fold(Fold(90, 60, 156), 20, 156), Fold(Fold(200, 220, 156), 30, 156));
+    const Bytes double_fold = FlatFrame(72, 64, format, twice(Fold(100, 130, 156), 10),
+                                        twice(Fold(90, 60, 156), 20), twice(Fold(200, 220, 156), 30));
+    for (int y = 0; y < 64 + 32; ++y) {
+      const bool luma = y < 64;
+      const int row = y < 64 ? 72 * y : 72 * 64 + 72 * (y - 64);
+      for (int x = 0; x < 72; ++x) {
+        const int column = luma ? x : format == ZOLT_MF_FORMAT_I420 ? x % 36 : x / 2;
+        const bool overlap = luma ? column >= 56 && column < 64 : column >= 28 && column < 32;
+        ASSERT_EQ(driver.result[row + x], (overlap ? double_fold : once)[row + x]) << x << "," << y;
+      }
+    }
+    EXPECT_EQ(TestHooks::Outstanding(), 0);
+  }
+}
+
+TEST_F(Burst, TheHookSeesOneBlockPerBurst) {
+  SessionDriver driver(264, 264, ZOLT_MF_FORMAT_NV12, {{"Global/ExposureFusionFlag", "0"}});
+  MemoryPlan plan;
+  ASSERT_TRUE(MakeMemoryPlan(264, 264, false, false, &plan));
+  const Bytes frame = FlatFrame(264, 264, driver.format, 1, 2, 3);
+  for (int burst = 0; burst < 2; ++burst) {
+    ASSERT_EQ(driver.Frame(frame, 0, 3), 0);
+    ASSERT_EQ(driver.Frame(frame, 1, 3), 0);
+    ASSERT_EQ(driver.Frame(frame, 2, 3), 0);
+  }
+  // Per burst: the block, the chroma snapshot, the padded copy of 272 x 272, and all of it back.
+  const std::vector<uint32_t> expected = {
+      static_cast<uint32_t>(plan.block_size), 264 * 264 / 2, 272 * 272 * 5 / 2, 0, 0, 0};
+  ASSERT_EQ(TestHooks::Calls().size(), 2 * expected.size());
+  for (size_t i = 0; i < TestHooks::Calls().size(); ++i) {
+    EXPECT_EQ(TestHooks::Calls()[i].size, expected[i % expected.size()]) << i;
+    EXPECT_EQ(TestHooks::Calls()[i].pool, "mfdenoise");
+    EXPECT_EQ(TestHooks::Calls()[i].flags, 0u);
+  }
+}
+
+TEST_F(Burst, WithTwoFramesTheSecondIsTheLastWhateverItsTag) {
+  for (const int tag : {1, 2}) {
+    SessionDriver driver(64, 64, ZOLT_MF_FORMAT_NV21);
+    ASSERT_EQ(driver.Frame(FlatFrame(64, 64, driver.format, 10, 20, 30), 0, 2), 0);
+    ASSERT_EQ(driver.Frame(FlatFrame(64, 64, driver.format, 20, 40, 60), tag, 2), 0);
+    EXPECT_EQ(driver.result, FlatFrame(64, 64, driver.format, 15, 30, 45));
+    EXPECT_EQ(TestHooks::Outstanding(), 0);
+    test::TakeLogLines();
+    EXPECT_EQ(driver.Frame(driver.result, 1, 2), ZOLT_MF_LOAD_FAILURE);
+    EXPECT_TRUE(test::Contains(test::TakeLogLines(), 6, "PublicMem Is Null!"));
+  }
+}
+
+TEST_F(Burst, ALastTagOnTheFirstLaterFrameDoesNotEndTheBurst) {
+  SessionDriver driver(64, 64);
+  const Bytes frame = FlatFrame(64, 64, driver.format, 10, 20, 30);
+  ASSERT_EQ(driver.Frame(frame, 0, 3), 0);
+  ASSERT_EQ(driver.Frame(frame, 2, 3), 0);
+  EXPECT_EQ(TestHooks::Outstanding(), 1);
+  ASSERT_EQ(driver.Frame(frame, 1, 3), 0);
+  ASSERT_EQ(driver.Frame(frame, 2, 3), 0);
+  EXPECT_EQ(TestHooks::Outstanding(), 0);
+}
+
+TEST_F(Burst, AFailedFrameFallsBackToTheFirstAndALastOneToItself) {
+  for (const uint32_t format : kFormats) {
+    SCOPED_TRACE(format);
+    later_frames = 0;
+    FailLaterFrame(1, -1000);
+    SessionDriver driver(72, 64, format);
+    const Bytes first = test::RandomPlane<uint8_t>(72 * 64 * 3 / 2);
+    const Bytes other = FlatFrame(72, 64, format, 9, 8, 7);
+    ASSERT_EQ(driver.Frame(first, 0, 4), 0);
+    ASSERT_EQ(driver.Frame(other, 1, 4), 0);
+    test::TakeLogLines();
+    ASSERT_EQ(driver.Frame(other, 1, 4), -1000);
+    EXPECT_EQ(driver.result, first);
+    const auto lines = test::TakeLogLines();
+    EXPECT_TRUE(test::Contains(lines, 6, "ImgRegistration return -1000."));
+    EXPECT_TRUE(test::Contains(lines, 6, "TwoFramesDeNoise return -1000."));
+    EXPECT_EQ(lines.back().level, 4);
+    EXPECT_NE(lines.back().text.find(", IIRImgNum = 2, ret = -1000."), std::string::npos);
+    // Further frames leave the result alone, even when frame_total says that they are the last.
+    EXPECT_EQ(driver.Frame(other, 1, 2), -1000);
+    EXPECT_EQ(driver.result, first);
+    EXPECT_EQ(driver.Frame(other, 2, 4), -1000);
+    EXPECT_EQ(driver.result, other);
+    EXPECT_EQ(TestHooks::Outstanding(), 1);
+    // A new burst forgets the block that the lost one held.
+    ASSERT_EQ(driver.Frame(first, 0, 2), 0);
+    ASSERT_EQ(driver.Frame(first, 1, 2), 0);
+    EXPECT_EQ(driver.result, first);
+    driver.End();
+    EXPECT_EQ(TestHooks::Outstanding(), 1);
+    TestHooks::FreeAll();
+  }
+}
+
+TEST_F(Burst, TheSessionGivesALostBurstsBlockBack) {
+  SessionDriver driver(64, 64);
+  const Bytes frame = FlatFrame(64, 64, driver.format, 1, 2, 3);
+  FailLaterFrame(0, -997);
+  ASSERT_EQ(driver.Frame(frame, 0, 3), 0);
+  ASSERT_EQ(driver.Frame(frame, 1, 3), -997);
+  EXPECT_EQ(driver.End(), 0);
+  EXPECT_EQ(TestHooks::Outstanding(), 0);
+}
+
+TEST_F(Burst, NoiseReductionOffGivesTheFirstFrameAndTwo) {
+  SessionDriver driver(64, 64, ZOLT_MF_FORMAT_NV21, {{"Global/NoiseReductionFlag", "0"}});
+  const Bytes first = test::RandomPlane<uint8_t>(64 * 64 * 3 / 2);
+  ASSERT_EQ(driver.Frame(first, 0, 3), 0);
+  test::TakeLogLines();
+  EXPECT_EQ(driver.Frame(FlatFrame(64, 64, driver.format, 1, 2, 3), 1, 3), ZOLT_MF_OFF);
+  EXPECT_EQ(driver.result, first);
+  for (const test::LogLine& line : test::TakeLogLines()) EXPECT_EQ(line.level, 4) << line.text;
+}
+
+TEST_F(Burst, ARefusedBlockLeavesNoBurstButAnOlderBlockIsGivenBack) {
+  SessionDriver driver(64, 64);
+  const Bytes frame = FlatFrame(64, 64, driver.format, 1, 2, 3);
+  ASSERT_EQ(driver.Frame(frame, 0, 3), 0);
+  TestHooks::RefuseAllocation(0);
+  EXPECT_EQ(driver.Frame(frame, 0, 3), ZOLT_MF_NO_MEMORY);
+  EXPECT_EQ(driver.Frame(frame, 1, 3), ZOLT_MF_LOAD_FAILURE);
+  EXPECT_EQ(TestHooks::Outstanding(), 1);
+  driver.End();
+  EXPECT_EQ(TestHooks::Outstanding(), 0);
+}
+
+TEST_F(Burst, ALaterFrameThatDoesNotMatchTheFirstChangesNothing) {
+  SessionDriver driver(64, 72);
+  const Bytes first = FlatFrame(64, 72, driver.format, 10, 20, 30);
+  ASSERT_EQ(driver.Frame(first, 0, 3), 0);
+  const Bytes before = driver.result;
+  test::TakeLogLines();
+  driver.width = 72;
+  driver.height = 64;
+  EXPECT_EQ(driver.Frame(first, 1, 3), ZOLT_MF_BAD_SIZE);
+  driver.width = 64;
+  driver.height = 72;
+  driver.format = ZOLT_MF_FORMAT_NV12;
+  EXPECT_EQ(driver.Frame(first, 1, 3), ZOLT_MF_BAD_ARGUMENT);
+  const auto lines = test::TakeLogLines();
+  EXPECT_TRUE(test::Contains(lines, 6, "ImageSize Not Support"));
+  EXPECT_TRUE(test::Contains(lines, 6, "Image Format Not Support"));
+  EXPECT_EQ(driver.result, before);
+  driver.format = ZOLT_MF_FORMAT_I420;
+  EXPECT_EQ(driver.Frame(FlatFrame(64, 72, driver.format, 20, 40, 50), 1, 2), 0);
+  EXPECT_EQ(driver.result, FlatFrame(64, 72, driver.format, 15, 30, 40));
+}
+
+TEST_F(Burst, FramesOfABurstMayDifferInLayout) {
+  SessionDriver driver(64, 64, ZOLT_MF_FORMAT_NV21);
+  ASSERT_EQ(driver.Frame(FlatFrame(64, 64, driver.format, 10, 20, 30), 0, 3), 0);
+  driver.format = ZOLT_MF_FORMAT_I420;
+  ASSERT_EQ(driver.Frame(FlatFrame(64, 64, driver.format, 10, 20, 30), 1, 3), 0);
+  driver.format = ZOLT_MF_FORMAT_NV12;
+  ASSERT_EQ(driver.Frame(FlatFrame(64, 64, driver.format, 10, 20, 30), 2, 3), 0);
+  EXPECT_EQ(driver.result, FlatFrame(64, 64, driver.format, 10, 20, 30));
+}
+
+TEST_F(Burst, InterleavedSessionsKeepTheirOwnFirstFrames) {
+  SessionDriver one(64, 64), two(72, 64);
+  Bytes seen;
+  stages.ghost = [&](GhostStageInput* input, const GhostMask& mask) {
+    seen.push_back(input->firstImages.images[0].y[0]);
+    std::fill_n(mask.map, input->images.images[0].width * input->images.images[0].height, uint8_t{0});
+    *mask.count = 0;
+    return 0;
+  };
+  ASSERT_EQ(one.Frame(FlatFrame(64, 64, 2, 11, 0, 0), 0, 3), 0);
+  ASSERT_EQ(two.Frame(FlatFrame(72, 64, 2, 22, 0, 0), 0, 3), 0);
+  for (int frame = 0; frame < 2; ++frame) {
+    ASSERT_EQ(one.Frame(FlatFrame(64, 64, 2, 99, 0, 0), 1 + frame, 3), 0);
+    ASSERT_EQ(two.Frame(FlatFrame(72, 64, 2, 99, 0, 0), 1 + frame, 3), 0);
+  }
+  EXPECT_EQ(seen, (Bytes{11, 22, 11, 22}));
+}
+
+TEST_F(Burst, ThreadsThatDoNotStartLoseTheFoldButNoPlane) {
+  // A three-frame interleaved burst starts these threads: first frame 4 + 4, then per later frame 4 for the
+  // split and 4 for the fold, at the end 4 + 4 for the merge and the copy.
+  int attempts = 0;
+  {
+    const test::ThreadFailure none(-1);
+    SessionDriver driver(64, 64, ZOLT_MF_FORMAT_NV12);
+    const Bytes frame = FlatFrame(64, 64, driver.format, 10, 20, 30);
+    for (int tag = 0; tag < 3; ++tag) ASSERT_EQ(driver.Frame(frame, tag, 3), 0);
+    attempts = none.attempts();
+  }
+  EXPECT_EQ(attempts, 8 + 8 + 8 + 8);
+  for (int k = 0; k < attempts; ++k) {
+    SCOPED_TRACE(k);
+    SessionDriver driver(64, 64, ZOLT_MF_FORMAT_NV12);
+    const Bytes frame = FlatFrame(64, 64, driver.format, 10, 20, 30);
+    int32_t status = 0;
+    {
+      const test::ThreadFailure failure(k, /*all_after=*/true);
+      for (int tag = 0; tag < 3 && status == 0; ++tag) status = driver.Frame(frame, tag, 3);
+    }
+    // Only the folds need their threads. As every later start fails too, an earlier failure meets a fold.
+    EXPECT_EQ(status, k < 24 ? ZOLT_MF_LOAD_FAILURE : 0);
+    EXPECT_EQ(driver.result, frame);
+  }
+}
+
+/// Blocks that start at an odd address.
+void* OddAlloc(uint32_t size, const char*, uint32_t) {
+  auto* block = static_cast<uint8_t*>(std::malloc(size_t{size} + 1));
+  return block + 1;
+}
+void OddFree(void* block, const char*, uint32_t) {
+  std::free(static_cast<uint8_t*>(block) - 1);
+}
+
+TEST(BurstWithRealStages, WorksOnBlocksAtAnyAddress) {
+  Bytes results[2];
+  for (const bool odd : {false, true}) {
+    SessionDriver driver(264, 272, ZOLT_MF_FORMAT_NV21);
+    const MfAllocHooks hooks = {OddAlloc, OddFree};
+    MfSession* session = driver.session;
+    const std::map<std::string, std::string> keys = {{"Global/ExposureFusionFlag", "0"}};
+    const test::TuningFolder folder(keys);
+    if (odd) {
+      ASSERT_EQ(zolt_mfInitialize(&session, folder.path().c_str(), &hooks), 0);
+      std::swap(session, driver.session);
+      zolt_mfUnInitialize(session);
+    }
+    test::Frame frame = test::TexturedFrame(264, 272);
+    for (int tag = 0; tag < 3; ++tag) {
+      test::AddNoise(&frame, 4.0, static_cast<uint32_t>(tag));
+      ASSERT_EQ(driver.Frame(frame.bytes, tag, 3), 0);
+    }
+    results[odd ? 1 : 0] = driver.result;
+  }
+  EXPECT_EQ(results[0], results[1]);
+}
+
+/// A planar frame in the caller's layout.
+Bytes InLayout(const Bytes& planar, uint32_t format) {
+  if (format == ZOLT_MF_FORMAT_I420) return planar;
+  Bytes frame = planar;
+  const size_t luma = planar.size() * 2 / 3, chroma = luma / 4;
+  const size_t u = format == ZOLT_MF_FORMAT_NV12 ? 0 : 1;
+  for (size_t i = 0; i < chroma; ++i) {
+    frame[luma + 2 * i + u] = planar[luma + i];
+    frame[luma + 2 * i + 1 - u] = planar[luma + chroma + i];
+  }
+  return frame;
+}
+
+struct WholeBurst {
+  int w, h, frames;
+  uint32_t format;
+  test::SceneLevels levels;
+};
+
+/// Noisy frames of one scene; a bar of another scene wanders through the later ones.
+std::vector<test::Frame> NoisyFrames(int w, int h, int count) {
+  std::vector<test::Frame> frames;
+  const test::Frame other = test::TexturedFrame(w, h, 5);
+  for (int k = 0; k < count; ++k) {
+    // In a long burst the first later frame shows something else: no fold.
+    frames.push_back(k == 1 && count > 5 ? other : test::TexturedFrame(w, h));
+    const int left = w * k / 12;
+    for (int y = 0; k > 0 && y < h * 3 / 2; ++y) {
+      const auto at = static_cast<size_t>(y * w + left);
+      std::copy_n(other.bytes.begin() + static_cast<int64_t>(at), w / 24,
+                  frames.back().bytes.begin() + static_cast<int64_t>(at));
+    }
+    test::AddNoise(&frames.back(), 4.0, static_cast<uint32_t>(k));
+  }
+  return frames;
+}
+
+TEST(BurstWithRealStages, EqualsTheSlowBurst) {
+  const std::map<std::string, std::string> keys = {
+      {"Global/LumaEnhancementFlag", "1"},
+      {"LumaEnhancement/maxGain", "40"},
+      {"LumaEnhancement/chromaGain", "12"},
+      {"LumaEnhancement/lumaTH", "900"},
+      {"LumaEnhancement/peakTH", "800"},
+      {"ChromaEnhancement/enhancementLevel", "4"},
+      {"ChromaEnhancement/chromaDetail", "90"},
+      {"NoiseReduction/ISO1/lumaMed", "1"},
+      {"NoiseReduction/ISO1/lumaLF", "-40"},
+      {"NoiseReduction/ISO1/lumaHF1", "-70"},
+      {"NoiseReduction/ISO1/lumaHF2", "-80"},
+      {"NoiseReduction/ISO1/lumaHF3", "-60"},
+      {"NoiseReduction/ISO1/chromaS", "-60"},
+      {"NoiseReduction/ISO1/detail", "-70"},
+      {"NoiseReduction/ISO1/chromaNrLUT",
+       "90 80 70 60 50 40 30 20 10 90 80 70 60 50 40 30 20 10 90 80 "
+       "70 60 50 40 30 20 10 90 80 70 60 50 40 30 20 10 90 80 70 60"}};
+  const std::vector<WholeBurst> bursts = {
+      {248, 72, 3, ZOLT_MF_FORMAT_NV21, {90, 200}},  {256, 272, 2, ZOLT_MF_FORMAT_I420, {64, 70}},
+      {264, 280, 3, ZOLT_MF_FORMAT_NV12, {65, 200}}, {272, 272, 6, ZOLT_MF_FORMAT_NV21, {210, 250}},
+      {280, 264, 5, ZOLT_MF_FORMAT_I420, {40, 12}},  {408, 328, 10, ZOLT_MF_FORMAT_NV12, {120, 230}}};
+  for (const WholeBurst& b : bursts) {
+    SCOPED_TRACE(testing::Message() << b.w << "x" << b.h << ", " << b.frames << " frames");
+    test::StageDoubles stages;
+    stages.registration = [&](RegistrationInput*, MotionModel* model, uint8_t*, uint64_t) {
+      model->peakLevel = b.levels.peak;
+      model->lumaLevel = b.levels.luma;
+      return 3;
+    };
+    std::vector<test::Frame> frames = NoisyFrames(b.w, b.h, b.frames);
+    SessionDriver driver(b.w, b.h, b.format, keys);
+    driver.iso = 50;
+    for (int k = 0; k < b.frames; ++k) {
+      const int tag = k == 0 ? 0 : k == b.frames - 1 ? 2 : 1;
+      ASSERT_EQ(driver.Frame(InLayout(frames[static_cast<size_t>(k)].bytes, b.format), tag, b.frames), 0);
+    }
+    EXPECT_GT(driver.session->ghostCount, 1000u);
+    EXPECT_EQ(driver.session->IIRImgNum, b.frames > 5 ? b.frames - 1 : b.frames);
+    const Bytes expected = test::SlowBurst(frames, driver.session->parameters, b.levels);
+    EXPECT_TRUE(driver.result == InLayout(expected, b.format));
+  }
+}
+
+}  // namespace
+}  // namespace zolt

@@ -1,0 +1,90 @@
+#include "session/memory_plan.h"
+
+#include <gtest/gtest.h>
+
+#include "support/test_planes.h"
+
+namespace zolt {
+namespace {
+
+struct PlanCase {
+  int32_t width, height;
+  bool planar, fusion;
+  uint64_t head, block;
+};
+
+// Worked out by hand from the sizes that stages state for themselves.
+TEST(MemoryPlan, BlockSizesAreExactToTheByte) {
+  const PlanCase cases[] = {
+      {64, 64, false, false, 2958288, 5221872},         // registration at full resolution rules
+      {64, 64, true, true, 2956240, 5219824},           //
+      {400, 3000, false, true, 9644096, 95843456},      // 400 columns are still full resolution
+      {408, 408, true, false, 3812624, 6522944},        // 408 are not
+      {264, 272, false, false, 3354928, 10386096},      //
+      {1000, 760, true, true, 6876592, 12394508},       // the fusion's few rows rule
+      {4000, 3000, false, false, 70079104, 124666272},  //
+      {4000, 3000, false, true, 70079104, 198000008},   // the fusion's full planes rule
+      {4608, 3456, true, true, 84011472, 254803976},    //
+  };
+  for (const PlanCase& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << " planar " << c.planar);
+    MemoryPlan plan;
+    ASSERT_TRUE(MakeMemoryPlan(c.width, c.height, c.planar, c.fusion, &plan));
+    EXPECT_EQ(plan.head_size, c.head);
+    EXPECT_EQ(plan.block_size, c.block);
+  }
+  // A map and its count that end 4 bytes behind a multiple of 16 get the remainder on top, no rounding.
+  EXPECT_EQ(GhostMemSize(64, 64).head, 64 * 64 + 8);
+}
+
+TEST(MemoryPlan, RegionsOfEverySizeLieInOrderInsideTheBlock) {
+  for (const YuvImage& size : test::AwkwardSizes()) {
+    for (int variant = 0; variant < 4; ++variant) {
+      SCOPED_TRACE(testing::Message() << size.width << "x" << size.height << " variant " << variant);
+      const bool planar = (variant & 1) != 0;
+      const uint64_t pixels = static_cast<uint64_t>(size.width) * static_cast<uint64_t>(size.height);
+      MemoryPlan plan;
+      ASSERT_TRUE(MakeMemoryPlan(size.width, size.height, planar, variant >= 2, &plan));
+      EXPECT_EQ(plan[kWeightMap].offset, planar ? 3 * pixels / 2 : 2 * pixels);
+      EXPECT_EQ(plan[kAlignedFrame].offset, plan[kWeightMap].offset + pixels);
+      EXPECT_EQ(plan[kGhostMap].offset, plan[kAlignedFrame].offset +
+                                            static_cast<uint64_t>(RegistrationHead(size.width, size.height)));
+      EXPECT_EQ(plan[kLastFrameScratch].offset, plan[kAlignedFrame].offset);
+      EXPECT_EQ(plan[kFusionScratch].offset, plan[kAlignedFrame].offset + 3 * pixels / 2);
+      EXPECT_EQ(plan[kScratch].offset + plan[kScratch].size, plan.block_size);
+      EXPECT_EQ(plan[kFusionScratch].offset + plan[kFusionScratch].size, plan.block_size);
+    }
+  }
+}
+
+TEST(MemoryPlan, FramesThatNoBlockHoldsAreRefused) {
+  MemoryPlan plan;
+  for (const auto& [w, h] : {std::pair{65536, 65536},
+                             {2147483640, 2147483640},
+                             {2147483640, 64},
+                             {46336, 46336},
+                             {30000, 20000}}) {
+    EXPECT_FALSE(MakeMemoryPlan(w, h, true, true, &plan)) << w << "x" << h;
+  }
+  EXPECT_TRUE(MakeMemoryPlan(16384, 12288, true, true, &plan));
+}
+
+TEST(MemoryPlan, ATableThatLeavesTheBlockIsFound) {
+  MemoryPlan good;
+  ASSERT_TRUE(MakeMemoryPlan(264, 272, false, true, &good));
+  MemoryPlan plan = good;
+  plan.head_size = plan[kGhostMap].offset + plan[kGhostMap].size - 1;
+  EXPECT_FALSE(RegionsFit(plan));
+  plan = good;
+  --plan.block_size;
+  EXPECT_FALSE(RegionsFit(plan));
+  plan = good;
+  ++plan.regions[kWeightMap].size;  // into the aligned frame
+  EXPECT_FALSE(RegionsFit(plan));
+  plan = good;
+  plan.regions[kLastFrameScratch].offset = ~uint64_t{0};
+  EXPECT_FALSE(RegionsFit(plan));
+}
+
+}  // namespace
+}  // namespace zolt

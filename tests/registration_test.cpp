@@ -1,0 +1,291 @@
+#include "registration/registration.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "base/alloc_hooks.h"
+#include "registration/registration_arena.h"
+#include "session/memory_plan.h"
+#include "support/log_lines.h"
+#include "support/started_pool.h"
+#include "support/test_hooks.h"
+#include "support/test_planes.h"
+#include "support/thread_failure.h"
+
+namespace zolt {
+namespace {
+
+constexpr int kShiftX = 3, kShiftY = -2;
+
+/// A reference and a frame moved by (kShiftX, kShiftY), and all that a call needs, with the arena at an odd
+/// address in a block of exactly the planned size.
+struct Scene {
+  Scene(int w, int h, double noise = 2.0) : reference(w, h), moved(w, h), aligned(w, h, 1, 2) {
+    test::Frame wide = test::TexturedFrame(w + 16, h + 16);
+    for (int y = 0; y < h; ++y) {
+      const uint8_t* row = wide.image().y + static_cast<size_t>(y + 8) * (w + 16) + 8;
+      std::memcpy(reference.image().y + static_cast<size_t>(y) * w, row, static_cast<size_t>(w));
+      row -= kShiftY * (w + 16) + kShiftX;
+      std::memcpy(moved.image().y + static_cast<size_t>(y) * w, row, static_cast<size_t>(w));
+    }
+    test::AddNoise(&reference, noise, 1);
+    test::AddNoise(&moved, noise, 2);
+    const auto planned = static_cast<size_t>(RegistrationHead(w, h) - int64_t{3} * w * h / 2);
+    block.assign(planned + 1, 0xCD);
+    request.isFirstFrame = request.flagC = request.doWarp = 1;
+    request.iso = 800;
+    request.planeCount = 2;
+    request.reference = reference.image();
+    request.input = moved.image();
+    request.alloc = test::TestHooks::Hooks().alloc;
+    request.free = test::TestHooks::Hooks().free;
+    model.aligned = aligned.image();
+    test::TestHooks::Reset();
+    test::TakeLogLines();
+  }
+  int32_t Run() { return ImgRegistration(&request, &model, block.data() + 1, block.size() - 1); }
+  RegistrationArena Arena() {
+    RegistrationArena arena;
+    EXPECT_TRUE(
+        CutArena(block.data() + 1, block.size() - 1, request.input.width, request.input.height, &arena));
+    return arena;
+  }
+  void ExpectShift(double tolerance, int sign = 1) const {
+    const float* h = model.homography;
+    const double cx = request.input.width / 2.0, cy = request.input.height / 2.0;
+    const double d = h[6] * cx + h[7] * cy + 1;
+    EXPECT_NEAR((h[0] * cx + h[1] * cy + h[2]) / d - cx, sign * kShiftX, tolerance);
+    EXPECT_NEAR((h[3] * cx + h[4] * cy + h[5]) / d - cy, sign * kShiftY, tolerance);
+  }
+
+  test::Frame reference, moved, aligned;
+  std::vector<uint8_t> block;
+  RegistrationInput request = {};
+  MotionModel model = {};
+};
+
+TEST(ImgRegistration, AlignsAShiftedFrameWhateverTheWorkMemory) {
+  for (const auto& [w, h] : {std::pair{1024, 768}, {400, 400}, {392, 1000}, {1600, 392}}) {
+    Scene scene(w, h);
+    ASSERT_EQ(scene.Run(), 0) << w;
+    scene.ExpectShift(0.7);
+    EXPECT_EQ(test::TestHooks::Outstanding(), 0);
+    const bool reduced = w > 400 && h > 400;
+    const int64_t rw = reduced ? w / 4 : w, rh = reduced ? h / 4 : h;
+    EXPECT_EQ(test::TestHooks::Calls()[0].size, (2 * rw * rh + 1968103 + 68 * (rw + 1) * (rh + 1)) / 16 * 16);
+    EXPECT_EQ(test::TestHooks::Calls()[0].pool, "surf_reg");
+    EXPECT_EQ(scene.request.workMem, nullptr);
+    const auto first_aligned = scene.aligned.bytes;
+
+    // The planned room at an odd address, less room than needed, and the stored features on a later call.
+    std::vector<uint8_t> room(static_cast<size_t>(RegistrationMemSize(w, h).scratch) + 1, 0xEE);
+    for (const size_t usable : {room.size() - 1, size_t{1900000}}) {
+      for (const uint8_t first : {1, 0}) {
+        scene.request.isFirstFrame = first;
+        scene.request.workMem = room.data() + 1;
+        scene.request.workMemSize = usable;
+        const size_t calls = test::TestHooks::Calls().size();
+        scene.aligned.bytes.assign(scene.aligned.bytes.size(), 77);
+        ASSERT_EQ(scene.Run(), 0);
+        EXPECT_EQ(scene.aligned.bytes, first_aligned) << w << " " << usable << " " << int{first};
+        EXPECT_EQ(test::TestHooks::Calls()[calls].size > 1900000, usable == 1900000);
+      }
+    }
+    EXPECT_EQ(test::TestHooks::Outstanding(), 0);
+  }
+}
+
+TEST(ImgRegistration, FlagsStopTheWarpTurnTheMotionAroundAndSkipTheLevels) {
+  Scene scene(640, 480);
+  scene.request.doWarp = 0;
+  const auto untouched = scene.aligned.bytes;
+  ASSERT_EQ(scene.Run(), 0);
+  EXPECT_EQ(scene.aligned.bytes, untouched);
+  scene.ExpectShift(0.7);
+  EXPECT_GT(scene.model.lumaLevel, scene.model.peakLevel);
+  const uint8_t luma = scene.model.lumaLevel;
+
+  scene.request.isFirstFrame = 0;
+  scene.request.flagE = 1;
+  scene.model.lumaLevel = 0;
+  ASSERT_EQ(scene.Run(), 0);
+  EXPECT_EQ(scene.model.lumaLevel, luma) << "repeated on later calls";
+  scene.ExpectShift(0.7, -1);
+
+  scene.request.isFirstFrame = 1;
+  scene.request.flagC = 0;
+  ASSERT_EQ(scene.Run(), 0);
+  EXPECT_EQ(scene.model.lumaLevel, 0);
+  EXPECT_EQ(scene.model.peakLevel, 0);
+}
+
+TEST(ImgRegistration, HistogramMatchingChangesTheFrameItselfOnlyAtFullSize) {
+  for (const auto& [w, h] : {std::pair{640, 480}, {392, 640}}) {
+    Scene scene(w, h, 0.0);
+    const auto before = scene.moved.bytes;
+    // Darker by a third: fewer maxima exceed the threshold unless the histogram is put right.
+    for (int i = 0; i < w * h; ++i) scene.moved.bytes[static_cast<size_t>(i)] /= 3;
+    const auto dark = scene.moved.bytes;
+    scene.request.flagB = 1;
+    ASSERT_EQ(scene.Run(), 0);
+    scene.ExpectShift(0.7);
+    EXPECT_EQ(scene.moved.bytes == dark, w == 640);
+    if (w == 640) continue;
+    int64_t difference = 0;
+    for (int i = 0; i < w * h; ++i)
+      difference += std::abs(scene.moved.bytes[static_cast<size_t>(i)] - before[static_cast<size_t>(i)]);
+    EXPECT_LT(difference, 8 * w * h);
+  }
+}
+
+TEST(ImgRegistration, AFlatReferenceAndAFlatFrameAreTold) {
+  Scene scene(640, 480);
+  test::Frame flat(640, 480, 50);
+  scene.request.reference = flat.image();
+  EXPECT_EQ(scene.Run(), 3);
+  EXPECT_EQ(scene.model.peakLevel, 50);
+  EXPECT_EQ(scene.model.lumaLevel,
+            50 * 12288 / 12289);  // 128 x 96 quarter-size pixels: the sample is one level
+  auto lines = test::TakeLogLines();
+  EXPECT_TRUE(test::Contains(lines, 4, "GETFEATURE_SURF: wrong input image for first frame!"));
+  EXPECT_TRUE(test::Contains(lines, 6, "GetFeature FAILED!"));
+  scene.request.isFirstFrame = 0;
+  EXPECT_EQ(scene.Run(), 3);
+  EXPECT_TRUE(test::Contains(test::TakeLogLines(), 4, "GETFEATURE_SURF: not enough keypoints!"));
+
+  scene.request.isFirstFrame = 1;
+  scene.request.reference = scene.reference.image();
+  scene.request.input = flat.image();
+  EXPECT_EQ(scene.Run(), 3);
+  EXPECT_TRUE(test::Contains(test::TakeLogLines(), 4, "GETFEATURE_SURF: not enough keypoints!"));
+  scene.request.isFirstFrame = 0;
+  scene.request.input = scene.moved.image();
+  EXPECT_EQ(scene.Run(), 0) << "the reference's features are still good";
+  EXPECT_EQ(test::TestHooks::Outstanding(), 0);
+}
+
+TEST(ImgRegistration, ALoneHookIsDropped) {
+  for (const bool keep_alloc : {true, false}) {
+    Scene scene(64, 64);
+    if (keep_alloc) {
+      scene.request.free = nullptr;
+    } else {
+      scene.request.alloc = nullptr;
+    }
+    EXPECT_GE(scene.Run(), 0);
+    EXPECT_EQ(scene.request.alloc, DefaultHooks().alloc);
+    EXPECT_EQ(scene.request.free, DefaultHooks().free);
+    EXPECT_TRUE(test::TestHooks::Calls().empty());
+  }
+}
+
+TEST(ImgRegistration, EveryRefusedAllocationHasItsResultAndLeaksNothing) {
+  Scene scene(400, 408);
+  ASSERT_EQ(scene.Run(), 0);
+  int allocations = 0;
+  for (const test::HookCall& call : test::TestHooks::Calls()) allocations += call.size != 0;
+  ASSERT_GT(allocations, 17);
+  for (int k = 0; k < std::min(allocations, 22); ++k) {  // those behind are refits too
+    test::TestHooks::Reset();
+    test::TestHooks::RefuseAllocation(k);
+    test::TakeLogLines();
+    scene.request.isFirstFrame = 1;
+    const int32_t result = scene.Run();
+    const auto lines = test::TakeLogLines();
+    EXPECT_EQ(test::TestHooks::Outstanding(), 0) << k;
+    EXPECT_EQ(scene.request.workMem, nullptr);
+    // In order: the work memory, the histogram, 4 blocks of descriptors, the forest's index; then the current
+    // frame: 4 of descriptors, the neighbours, 4 of the search, the fits. A refit that is refused is skipped.
+    EXPECT_TRUE(k > 16 || result == -1000) << k;
+    EXPECT_EQ(test::Contains(lines, 6, "GetFeature FAILED!"), k != 0 && result != 0) << k;
+    EXPECT_EQ(test::Contains(lines, 6, "GetFeatureSurf_neon: malloc failed!"), k == 1) << k;
+    const bool describes = (k >= 2 && k < 6) || (k >= 7 && k < 11);
+    EXPECT_EQ(test::Contains(lines, 6, "GenerateDiscriptor_Simple_neon_multi_inside: malloc failed!"),
+              describes);
+    if (k == 6 || (k >= 11 && k <= 16)) {
+      EXPECT_TRUE(test::Contains(lines, 6, "GETFEATURE_SURF: malloc failed!")) << k;
+    }
+    // What a later call may use: nothing of a reference that failed, all of one that is complete.
+    test::TestHooks::Reset();
+    scene.request.isFirstFrame = 0;
+    EXPECT_EQ(scene.Run(), k < 7 ? 3 : 0) << k;
+  }
+}
+
+TEST(ImgRegistration, AFailingThreadStartIsMinus997) {
+  for (int k = 0; k < 4; ++k) {
+    Scene scene(64, 64);
+    ::testing::internal::CaptureStdout();
+    int32_t result = 0;
+    {
+      const test::ThreadFailure failure(k);
+      result = scene.Run();
+    }
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Create Thread Failed!");
+    EXPECT_EQ(result, -997);
+    EXPECT_EQ(test::TestHooks::Outstanding(), 0);
+    RegistrationPool().Stop();  // the three that did start stay by design
+    EXPECT_EQ(RegistrationPool().counts().threads, 0);
+    scene.request.isFirstFrame = 0;
+    EXPECT_EQ(scene.Run(), 3) << "no features of the failed call";
+  }
+}
+
+TEST(ImgRegistration, AwkwardSizesStayInsideTheirMemoryAndRepeat) {
+  auto sizes = test::AwkwardSizes();
+  for (const auto& [w, h] : {std::pair{4096, 392}, {392, 4096}, {64, 16384}}) {
+    sizes.push_back({w, h, w, nullptr, nullptr, nullptr});
+  }
+  for (const YuvImage& size : sizes) {
+    Scene scene(size.width, size.height);
+    std::vector<uint8_t> room(static_cast<size_t>(RegistrationMemSize(size.width, size.height).scratch));
+    scene.request.workMem = room.data();
+    scene.request.workMemSize = room.size();
+    const int32_t result = scene.Run();
+    EXPECT_TRUE(result == 0 || result == 3) << size.width << "x" << size.height;
+    const auto aligned = scene.aligned.bytes;
+    const auto block = scene.block;
+    EXPECT_EQ(scene.Run(), result);
+    EXPECT_EQ(scene.aligned.bytes, aligned);
+    EXPECT_EQ(scene.block, block) << size.width << "x" << size.height;
+    for (const test::HookCall& call : test::TestHooks::Calls())
+      EXPECT_LT(call.size, 2000000u) << "room suffices";
+    EXPECT_EQ(ImgRegistration(&scene.request, &scene.model, scene.block.data(), 2929000), -1000);
+  }
+}
+
+uint64_t Fnv1a(uint64_t hash, const void* data, size_t size) {
+  for (size_t i = 0; i < size; ++i) hash = (hash ^ static_cast<const uint8_t*>(data)[i]) * 1099511628211u;
+  return hash;
+}
+
+TEST(ImgRegistration, FeaturesNeighboursAndMotionAreTheSameOnEveryPlatform) {
+  uint64_t hash = 14695981039346656037u;
+  for (const auto& [w, h] : {std::pair{1024, 768}, {320, 240}}) {
+    Scene scene(w, h), turned(w, h);
+    std::swap(turned.request.reference, turned.request.input);
+    ASSERT_EQ(scene.Run(), 0);
+    ASSERT_EQ(turned.Run(), 0);
+    const RegistrationArena a = scene.Arena(), b = turned.Arena();
+    const FeatureList reference = {a.keypoints, a.descriptors, *a.keypoint_count};
+    const FeatureList query = {b.keypoints, b.descriptors, *b.keypoint_count};
+    ASSERT_GT(query.count, 50);
+    std::vector<NeighbourPair> pairs(static_cast<size_t>(query.count));
+    const test::StartedPool started;
+    ASSERT_EQ(MatchDescriptors(query, reference, a.forest, pairs.data(), DefaultHooks()), 0);
+    const auto n = static_cast<size_t>(reference.count);
+    hash = Fnv1a(hash, reference.keypoints, n * sizeof(KeyPoint));
+    hash = Fnv1a(hash, reference.descriptors, n * kDescriptorWords * sizeof(int32_t));
+    hash = Fnv1a(hash, pairs.data(), pairs.size() * sizeof(NeighbourPair));
+    hash = Fnv1a(hash, scene.model.homography, sizeof(scene.model.homography));
+    hash = Fnv1a(hash, scene.aligned.bytes.data(), scene.aligned.bytes.size());
+  }
+  EXPECT_EQ(hash, 5224028742508149600u);
+}
+
+}  // namespace
+}  // namespace zolt

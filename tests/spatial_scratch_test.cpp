@@ -1,0 +1,130 @@
+#include "noise/spatial_scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "session/memory_plan.h"
+
+namespace zolt {
+namespace {
+
+std::vector<int> Numbers(const StripeRows& rows) {
+  return {rows.first, rows.height, rows.topOverlap, rows.bottomOverlap};
+}
+
+TEST(SpatialStripeRows, KnownHeights) {
+  const auto tall = SpatialStripeRows(1024);
+  EXPECT_EQ(Numbers(tall[0]), (std::vector{0, 320, 0, 64}));
+  EXPECT_EQ(Numbers(tall[1]), (std::vector{192, 384, 64, 64}));
+  EXPECT_EQ(Numbers(tall[2]), (std::vector{448, 384, 64, 64}));
+  EXPECT_EQ(Numbers(tall[3]), (std::vector{704, 320, 64, 0}));
+  // The one height where the second stripe would reach above the image.
+  const auto low = SpatialStripeRows(272);
+  EXPECT_EQ(Numbers(low[0]), (std::vector{0, 144, 0, 76}));
+  EXPECT_EQ(Numbers(low[1]), (std::vector{0, 200, 68, 64}));
+  EXPECT_EQ(Numbers(low[2]), (std::vector{60, 208, 76, 64}));
+  EXPECT_EQ(Numbers(low[3]), (std::vector{128, 144, 76, 0}));
+}
+
+TEST(SpatialStripeRows, CoresTileTheImageAndStripesStayInside) {
+  for (int height = 256; height <= 6000; height += 16) {
+    int next = 0;
+    for (const StripeRows& rows : SpatialStripeRows(height)) {
+      ASSERT_EQ(rows.first + rows.topOverlap, next) << height;
+      ASSERT_EQ(rows.core(), height / 4) << height;
+      next += rows.core();
+      ASSERT_GE(rows.first, 0) << height;
+      ASSERT_LE(rows.first + rows.height, height) << height;
+      ASSERT_EQ(rows.height % (height == 272 ? 8 : 16), 0) << height;
+      ASSERT_TRUE(rows.topOverlap == 0 || (rows.topOverlap >= 64 && rows.topOverlap < 80)) << height;
+      ASSERT_TRUE(rows.bottomOverlap == 0 || (rows.bottomOverlap >= 64 && rows.bottomOverlap < 80)) << height;
+    }
+    ASSERT_EQ(next, height);
+  }
+}
+
+// Frames are multiples of 8; what is no multiple of 16 is filtered in a padded copy, in the scratch of the
+// frame as it came. Three bytes may go to alignment.
+TEST(SpatialScratch, FitsTheRoomOfABurstsBlockAtEverySize) {
+  const auto fits = [](int w, int h) {
+    for (const bool planar : {false, true}) {
+      MemoryPlan plan;
+      ASSERT_TRUE(MakeMemoryPlan(w, h, planar, false, &plan)) << w << "x" << h;
+      const int64_t needed = SpatialScratchBytes((w + 15) & ~15, (h + 15) & ~15);
+      ASSERT_LE(static_cast<uint64_t>(needed) + 3, plan[kLastFrameScratch].size) << w << "x" << h;
+    }
+  };
+  std::vector<int> sides = {256, 264, 272, 288,  304,  392,  400,  408,
+                            416, 424, 512, 1000, 3000, 3408, 4000, 4096};
+  for (const int w : sides) {
+    for (const int h : sides) fits(w, h);
+  }
+  for (int h = 256; h <= 1200; h += 8) fits(8192, h);
+  for (const auto& [w, h] : {std::pair{16384, 256},
+                             {16384, 408},
+                             {16384, 416},
+                             {256, 16384},
+                             {408, 16384},
+                             {8000, 6000},
+                             {9248, 6944}}) {
+    fits(w, h);
+  }
+}
+
+TEST(SpatialScratch, RegionsLieInsideTheBlockAndApart) {
+  for (const auto& [width, height] : {std::pair{256, 256}, {272, 272}, {1008, 768}, {256, 1600}}) {
+    const int64_t needed = SpatialScratchBytes(width, height);
+    std::vector<uint32_t> block(static_cast<size_t>(needed / 4));  // word aligned, exactly as long as needed
+    auto* begin = reinterpret_cast<uint8_t*>(block.data());
+    RegionCutter cutter(begin, static_cast<uint64_t>(needed));
+    const uint8_t* end = begin;
+    for (const StripeRows& rows : SpatialStripeRows(height)) {
+      const StripeScratch s = TakeStripeScratch(&cutter, rows, width);
+      const int64_t area = int64_t{rows.height} * width, quarter = area / 16;
+      // What lives at the same time, in two generations: the wavelet's planes, then the chroma path's.
+      for (const auto& regions :
+           {std::vector<std::pair<const void*, int64_t>>{{s.band, 2 * area},
+                                                         {s.temporary, 2 * area},
+                                                         {s.row_state, 4 * std::max(width, rows.height)},
+                                                         {s.noise_map, 2 * quarter},
+                                                         {s.maps.h, 4 * quarter},
+                                                         {s.maps.v, 4 * quarter},
+                                                         {s.maps.d, 4 * quarter},
+                                                         {s.luma_edge, quarter}},
+            {{s.chroma_work, 2 * quarter},
+             {s.chroma_levels, 6 * quarter},
+             {s.filtered, width * rows.core()},
+             {s.mask, width * rows.core()},
+             {s.noise_map, 2 * quarter},
+             {s.u_down, quarter},
+             {s.v_down, quarter},
+             {s.magnitude, quarter},
+             {s.spare, quarter},
+             {s.chroma_edge, quarter},
+             {s.u_out, quarter},
+             {s.v_out, quarter},
+             {s.u_low, quarter},
+             {s.v_low, quarter},
+             {s.quarter_weight, quarter},
+             {s.quarter_luma, quarter},
+             {s.luma_edge, quarter}}}) {
+        auto sorted = regions;
+        std::sort(sorted.begin(), sorted.end());
+        const uint8_t* free_from = end;
+        for (const auto& [start, bytes] : sorted) {
+          ASSERT_GE(static_cast<const uint8_t*>(start), free_from);
+          free_from = static_cast<const uint8_t*>(start) + bytes;
+        }
+        ASSERT_LE(free_from, begin + cutter.used());
+      }
+      end = begin + cutter.used();
+    }
+    EXPECT_EQ(cutter.used(), static_cast<uint64_t>(needed));
+  }
+}
+
+}  // namespace
+}  // namespace zolt

@@ -1,0 +1,403 @@
+#include "noise/spatial_stage.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/alloc_hooks.h"
+#include "kernels/threshold_dilate.h"
+#include "noise/spatial_stripe.h"
+#include "support/log_lines.h"
+#include "support/slow_spatial.h"
+#include "support/test_hooks.h"
+#include "support/test_planes.h"
+#include "support/thread_failure.h"
+
+namespace zolt {
+namespace {
+
+using test::Frame;
+
+const std::vector<SpatialLevel> kLevels = {SpatialLevel::kLow, SpatialLevel::kHigh};
+
+// A frame, its frame counts, a tuning and a scratch block of exactly what the stage needs.
+struct Burst {
+  Burst(int w, int h, double noise = 6.0) : frame(test::TexturedFrame(w, h)) {
+    test::AddNoise(&frame, noise, 3);
+    weights = test::RandomPlane<uint8_t>(int64_t{w} * h, 5);
+    for (uint8_t& weight : weights) weight = static_cast<uint8_t>(25 * weight);
+    const bool runs = w >= 256 && h >= 256 && w % 16 == 0 && h % 16 == 0;
+    scratch.assign(runs ? static_cast<size_t>(SpatialScratchBytes(w, h)) : 4, 0xA5);
+    NrParameters& nr = context.nr;
+    nr.frameTotal = 5;
+    nr.lumaLF = -80;
+    nr.lumaHF1 = nr.lumaHF2 = nr.lumaHF3 = -60;
+    nr.chromaS = -50;
+    nr.detail = -60;
+    nr.chromaNrLUT = thresholds.data();
+    nr.stageSwitchA = nr.stageSwitchB = 1;
+    nr.peakLevel = 120;
+    nr.enhancementLevel = 3;
+    nr.chromaDetail = 128;
+  }
+
+  // No luma filter but the median, thresholds of 0: only what reaches a few rows far.
+  void SwitchFiltersOff() {
+    context.nr.lumaLF = -100;
+    context.nr.lumaHF1 = context.nr.lumaHF2 = context.nr.lumaHF3 = -128;
+    thresholds.assign(40, 0);
+  }
+
+  int32_t Run(SpatialLevel level) {
+    context.nr.weightMap = weights.data();
+    context.fusionScratch = scratch.data() + scratch_start;
+    context.fusionScratchSize = scratch.size() - scratch_start;
+    return level == SpatialLevel::kLow ? SpatialNrLowLevelMainCall(context, frame.image())
+                                       : SpatialNrHighLevelMainCall(context, frame.image());
+  }
+
+  // The whole image as a single stripe, on this thread.
+  int32_t RunUnstriped(SpatialLevel level) {
+    SpatialSettings settings;
+    MakeSpatialSettings(context.nr, level, &settings);
+    StripeBarrier barrier(1);
+    const StripeRows rows = {0, frame.height, 0, 0};
+    std::vector<int32_t> block(static_cast<size_t>(StripeScratchBytes(rows, frame.width) / 4));
+    RegionCutter cutter(reinterpret_cast<uint8_t*>(block.data()), block.size() * 4);
+    return RunSpatialStripe(
+        MakeSpatialStripe(frame.image(), weights.data(), settings, &barrier, rows, &cutter));
+  }
+
+  Frame frame;
+  std::vector<uint8_t> weights;
+  std::vector<uint8_t> scratch;
+  size_t scratch_start = 0;
+  std::vector<int32_t> thresholds = std::vector<int32_t>(40, 60);
+  NrStageContext context = {};
+};
+
+// A ramp down the image in all planes, dithered so that the mean of each row is exact: luma and u rise by one
+// level in `rows` rows of their plane, v falls.
+Frame GradientFrame(int w, int h, int rows) {
+  Frame frame(w, h);
+  const YuvImage image = frame.image();
+  const std::vector<uint8_t> dither = test::RandomPlane<uint8_t>(int64_t{w} * h);
+  const auto rise = [&](int i, int pitch) { return (i / pitch * 256 / rows + dither[i]) >> 8; };
+  for (int i = 0; i < w * h; ++i) image.y[i] = static_cast<uint8_t>(40 + rise(i, w));
+  for (int i = 0; i < w * h / 4; ++i) {
+    image.u[i] = static_cast<uint8_t>(100 + rise(i, w / 2));
+    image.v[i] = static_cast<uint8_t>(160 - rise(i, w / 2));
+  }
+  return frame;
+}
+
+// Rows of the luma (or of a chroma plane) in which two frames differ.
+std::vector<int> RowsThatDiffer(const Frame& a, const Frame& b, int plane) {
+  const int w = plane == 0 ? a.width : a.width / 2, h = plane == 0 ? a.height : a.height / 2;
+  const int64_t luma = int64_t{a.width} * a.height;
+  const int64_t start = plane == 0 ? 0 : luma + (plane - 1) * luma / 4;
+  std::vector<int> rows;
+  for (int r = 0; r < h; ++r) {
+    const auto at = a.bytes.begin() + start + int64_t{r} * w;
+    if (!std::equal(at, at + w, b.bytes.begin() + start + int64_t{r} * w)) rows.push_back(r);
+  }
+  return rows;
+}
+
+uint64_t Checksum(const std::vector<uint8_t>& bytes) {
+  uint64_t hash = 14695981039346656037u;  // FNV-1a
+  for (const uint8_t v : bytes) hash = (hash ^ v) * 1099511628211u;
+  return hash;
+}
+
+TEST(SpatialStage, SmallFramesStayAsTheyAre) {
+  for (const auto& [w, h] : {std::pair{240, 1024}, {1024, 240}}) {
+    for (const SpatialLevel level : kLevels) {
+      Burst burst(w, h);
+      const std::vector<uint8_t> before = burst.frame.bytes;
+      EXPECT_EQ(burst.Run(level), 0);
+      EXPECT_EQ(burst.frame.bytes, before);
+    }
+  }
+}
+
+TEST(SpatialStage, WithFiltersOffStripesDontShow) {
+  for (const auto& [w, h] : {std::pair{256, 256}, {288, 272}, {320, 304}, {416, 448}, {992, 768}}) {
+    for (const SpatialLevel level : kLevels) {
+      for (const int median : {0, 1}) {
+        Burst striped(w, h), whole(w, h);
+        const std::vector<uint8_t> before = striped.frame.bytes;
+        for (Burst* burst : {&striped, &whole}) {
+          burst->SwitchFiltersOff();
+          burst->context.nr.lumaMed = median;
+        }
+        ASSERT_EQ(striped.Run(level), 0);
+        ASSERT_EQ(whole.RunUnstriped(level), 0);
+        for (int plane = 0; plane < 3; ++plane) {
+          EXPECT_TRUE(RowsThatDiffer(striped.frame, whole.frame, plane).empty())
+              << w << "x" << h << " " << plane;
+        }
+        const bool luma_kept =
+            std::equal(before.begin(), before.begin() + w * h, striped.frame.bytes.begin());
+        EXPECT_EQ(luma_kept, median == 0) << "without coring and smoothing the filtered luma is the luma";
+      }
+    }
+  }
+}
+
+// Coring stays inside the overlaps; the recursion's memory reaches on, but fades.
+TEST(SpatialStage, WithFiltersOnOnlyRowsNearSeamsDiffer) {
+  const int w = 512, h = 768, quarter = h / 4;
+  for (const SpatialLevel level : kLevels) {
+    for (const bool coring_alone : {false, true}) {
+      Burst striped(w, h), whole(w, h);
+      for (Burst* burst : {&striped, &whole}) {
+        if (coring_alone) burst->context.nr.lumaLF = -100;
+      }
+      ASSERT_EQ(striped.Run(level), 0);
+      ASSERT_EQ(whole.RunUnstriped(level), 0);
+      if (coring_alone) {
+        EXPECT_TRUE(RowsThatDiffer(striped.frame, whole.frame, 0).empty());
+        continue;
+      }
+      int near_seams = 0, far_from_seams = 0;
+      for (int i = 0; i < w * h; ++i) {
+        const int difference = std::abs(striped.frame.bytes[i] - whole.frame.bytes[i]);
+        EXPECT_LE(difference, 8);
+        const int to_seam = std::min(i / w % quarter, quarter - i / w % quarter);
+        (to_seam < 48 || i / w < 48 || i / w >= h - 48 ? near_seams : far_from_seams) += difference;
+      }
+      EXPECT_GT(near_seams, 1000);
+      EXPECT_LT(far_from_seams, near_seams / 20);
+    }
+  }
+}
+
+// On a gentle noisy ramp the mean step from row to row must not stand out at the borders of the stripes. One
+// grey level is what a ramp without noise left in it steps by now and then.
+TEST(SpatialStage, NoStepAtTheSeamsOfAGradient) {
+  const int w = 512, h = 768;
+  for (const SpatialLevel level : kLevels) {
+    Burst burst(w, h);
+    burst.frame = GradientFrame(w, h, 48);
+    test::AddNoise(&burst.frame, 4.0, 11);
+    burst.context.nr.enhancementLevel = 0;
+    ASSERT_EQ(burst.Run(level), 0);
+    const YuvImage image = burst.frame.image();
+    const auto step = [](const uint8_t* plane, int columns, int row) {
+      double sum = 0;
+      for (int x = 0; x < columns; ++x) sum += plane[row * columns + x] - plane[(row - 1) * columns + x];
+      return std::abs(sum / columns);
+    };
+    for (int seam = h / 4; seam < h; seam += h / 4) {
+      EXPECT_LT(step(image.y, w, seam), 0.5) << seam;
+      EXPECT_LT(step(image.u, w / 2, seam / 2), 1.0) << seam;
+      EXPECT_LT(step(image.v, w / 2, seam / 2), 1.0) << seam;
+    }
+  }
+}
+
+TEST(SpatialStage, TakesNoiseAwayFromEveryPlane) {
+  const int w = 512, h = 512;
+  const Frame clean = GradientFrame(w, h, 6);
+  for (const SpatialLevel level : kLevels) {
+    Burst burst(w, h);
+    burst.frame = clean;
+    test::AddNoise(&burst.frame, 8.0, 5);
+    burst.context.nr.enhancementLevel = 0;
+    const auto error = [&](int64_t from, int64_t to) {
+      double sum = 0;
+      for (int64_t i = from; i < to; ++i) sum += std::pow(burst.frame.bytes[i] - clean.bytes[i], 2);
+      return sum / static_cast<double>(to - from);
+    };
+    const int64_t luma = int64_t{w} * h;
+    const double before[] = {error(0, luma), error(luma, luma * 5 / 4), error(luma * 5 / 4, luma * 3 / 2)};
+    ASSERT_EQ(burst.Run(level), 0);
+    EXPECT_LT(error(0, luma), 0.5 * before[0]);
+    EXPECT_LT(error(luma, luma * 5 / 4), 0.2 * before[1]);
+    EXPECT_LT(error(luma * 5 / 4, luma * 3 / 2), 0.2 * before[2]);
+  }
+}
+
+TEST(SpatialStage, SwitchesKeepLumaOrChroma) {
+  const int w = 320, h = 272;
+  for (const SpatialLevel level : kLevels) {
+    Burst all(w, h), no_luma(w, h), no_chroma(w, h);
+    const Frame before = all.frame;
+    no_luma.context.nr.stageSwitchA = 0;
+    no_chroma.context.nr.stageSwitchB = 0;
+    for (Burst* burst : {&all, &no_luma, &no_chroma}) ASSERT_EQ(burst->Run(level), 0);
+    EXPECT_TRUE(RowsThatDiffer(no_luma.frame, before, 0).empty());
+    EXPECT_TRUE(RowsThatDiffer(no_chroma.frame, all.frame, 0).empty());
+    EXPECT_FALSE(RowsThatDiffer(all.frame, before, 0).empty());
+    for (const int plane : {1, 2}) {
+      EXPECT_TRUE(RowsThatDiffer(no_luma.frame, all.frame, plane).empty());
+      EXPECT_TRUE(RowsThatDiffer(no_chroma.frame, before, plane).empty());
+      EXPECT_FALSE(RowsThatDiffer(all.frame, before, plane).empty());
+    }
+  }
+}
+
+// The bytes of whole runs: they may not depend on the processor, on where the scratch begins or on timing.
+TEST(SpatialStage, StoredChecksums) {
+  struct Case {
+    int w, h, median, peak;
+    uint64_t low, high;
+  };
+  for (const Case& c : std::vector<Case>{{256, 256, 0, 60, 9592079986956736572u, 18007578370188194342u},
+                                         {272, 272, 1, 120, 14249288623726458289u, 1554241821009159453u},
+                                         {336, 400, 0, 210, 15101849488668650326u, 1671874667119620u},
+                                         {1008, 768, 1, 60, 14033291420426490824u, 9866319694823056389u}}) {
+    for (const SpatialLevel level : kLevels) {
+      for (const size_t start : {0, 1}) {
+        Burst burst(c.w, c.h);
+        burst.context.nr.lumaMed = c.median;
+        burst.context.nr.peakLevel = static_cast<uint8_t>(c.peak);
+        burst.scratch.resize(burst.scratch.size() + 4 * start);
+        burst.scratch_start = start;
+        ASSERT_EQ(burst.Run(level), 0);
+        EXPECT_EQ(Checksum(burst.frame.bytes), level == SpatialLevel::kLow ? c.low : c.high)
+            << c.w << "x" << c.h << (level == SpatialLevel::kLow ? " low" : " high");
+      }
+    }
+  }
+}
+
+// Odd corners of the tuning over sizes whose bands end in partial blocks, and over images that no camera
+// takes.
+TEST(SpatialStage, EqualsTheSlowStage) {
+  struct Case {
+    int w, h, total, median, luma_lf, luma_hf, chroma_s, detail, peak, boost, chroma_detail, threshold;
+    bool noise;  ///< instead of a scene
+  };
+  const std::vector<Case> cases = {{256, 256, 2, 0, -80, -60, -50, -60, 65, 3, 128, 60, false},
+                                   {256, 272, 5, 1, -100, -128, -62, -128, 64, 9, 255, 0, true},
+                                   {272, 272, 4, 1, 0, 0, -63, -101, 201, 1, 0, 400, false},
+                                   {304, 288, 10, 0, 310, -20, -39, 0, 200, 9, 77, 5000, true},
+                                   {400, 640, 8, 1, -40, -90, 170, -79, 120, 6, 300, 90000, false},
+                                   {336, 1040, 3, 0, 411, 5, -10, -78, 30, 10, -1, -7, true}};
+  for (const Case& c : cases) {
+    for (const SpatialLevel level : kLevels) {
+      const bool low = level == SpatialLevel::kLow;
+      SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << (low ? " low" : " high"));
+      Burst burst(c.w, c.h);
+      if (c.noise) burst.frame.bytes = test::RandomPlane<uint8_t>(int64_t{c.w} * c.h * 3 / 2);
+      NrParameters& nr = burst.context.nr;
+      nr.frameTotal = static_cast<uint8_t>(c.total);
+      nr.lumaMed = c.median;
+      nr.lumaLF = c.luma_lf;
+      nr.lumaHF1 = nr.lumaHF3 = c.luma_hf;
+      nr.lumaHF2 = c.luma_hf - 10;
+      nr.chromaS = c.chroma_s;
+      nr.detail = c.detail;
+      nr.peakLevel = static_cast<uint8_t>(c.peak);
+      nr.enhancementLevel = c.boost;
+      nr.chromaDetail = c.chroma_detail;
+      for (int i = 0; i < 40; ++i) burst.thresholds[static_cast<size_t>(i)] = c.threshold * (i % 7) / 3;
+      test::Frame expected = burst.frame;
+      nr.weightMap = burst.weights.data();
+      test::SlowSpatialStage(nr, low, expected.image());
+      ASSERT_EQ(burst.Run(level), 0);
+      for (int plane = 0; plane < 3; ++plane) {
+        EXPECT_EQ(RowsThatDiffer(burst.frame, expected, plane), std::vector<int>()) << plane;
+      }
+    }
+  }
+}
+
+TEST(SpatialStage, RoomThatIsTooSmallIsTakenThroughTheHooks) {
+  test::TestHooks::Reset();
+  const MfAllocHooks hooks = test::TestHooks::Hooks();
+  ChooseHooks(&hooks);
+  Burst roomy(272, 304), tight(272, 304);
+  tight.scratch.resize(64);
+  ASSERT_EQ(roomy.Run(SpatialLevel::kHigh), 0);
+  EXPECT_TRUE(test::TestHooks::Calls().empty());
+  ASSERT_EQ(tight.Run(SpatialLevel::kHigh), 0);
+  EXPECT_EQ(tight.frame.bytes, roomy.frame.bytes);
+  ASSERT_EQ(test::TestHooks::Calls().size(), 2u);
+  EXPECT_EQ(test::TestHooks::Calls()[0].pool, "mfdenoise");
+  EXPECT_EQ(test::TestHooks::Outstanding(), 0);
+
+  test::TestHooks::RefuseAllocation(0);
+  const std::vector<uint8_t> before = tight.frame.bytes;
+  EXPECT_EQ(tight.Run(SpatialLevel::kLow), -1000);
+  EXPECT_EQ(tight.frame.bytes, before);
+  ChooseHooks(nullptr);
+}
+
+TEST(SpatialStage, ThreadsThatCantStartLeaveTheImage) {
+  for (const SpatialLevel level : kLevels) {
+    for (int k = 0; k < 4; ++k) {
+      for (const bool all_after : {false, true}) {
+        Burst burst(272, 272);
+        const std::vector<uint8_t> before = burst.frame.bytes;
+        test::TakeLogLines();
+        const test::ThreadFailure failure(k, all_after);
+        EXPECT_EQ(burst.Run(level), -997);
+        EXPECT_EQ(burst.frame.bytes, before);
+        EXPECT_TRUE(test::Contains(test::TakeLogLines(), 6, "Thread Create Error!"));
+      }
+    }
+  }
+}
+
+// Bit planes refused to the stripes whose bit is set, in the order in which they ask.
+std::atomic<int> asked{0};
+std::atomic<int> refused_set{0};
+void* RefusingMalloc(size_t size) {
+  return (refused_set >> asked++) & 1 ? nullptr : std::malloc(size);
+}
+
+TEST(SpatialStage, AStripeWithoutItsMaskStaysAsItWasAndTheOthersGoOn) {
+  const int w = 256, h = 320, quarter = h / 4;
+  for (const SpatialLevel level : kLevels) {
+    Burst good(w, h);
+    const Frame before = good.frame;
+    ASSERT_EQ(good.Run(level), 0);
+    for (int set = 1; set < 16; ++set) {
+      Burst burst(w, h);
+      asked = 0;
+      refused_set = set;
+      bit_mask_malloc = RefusingMalloc;
+      EXPECT_EQ(burst.Run(level), 1);
+      bit_mask_malloc = std::malloc;
+      EXPECT_EQ(asked, 4);
+      int untouched = 0;
+      const std::vector<int> rows = RowsThatDiffer(burst.frame, before, 0);
+      const std::vector<int> wrong = RowsThatDiffer(burst.frame, good.frame, 0);
+      for (int stripe = 0; stripe < 4; ++stripe) {
+        const auto inside = [&](int r) { return r / quarter == stripe; };
+        if (std::none_of(rows.begin(), rows.end(), inside)) {
+          ++untouched;
+        } else {
+          EXPECT_TRUE(std::none_of(wrong.begin(), wrong.end(), inside)) << set << " " << stripe;
+        }
+      }
+      EXPECT_EQ(untouched, __builtin_popcount(static_cast<unsigned>(set)));
+    }
+  }
+}
+
+TEST(SpatialStage, EveryTuningValueIsSafe) {
+  for (const SpatialLevel level : kLevels) {
+    for (const int32_t value : {INT32_MIN, -1000, -129, -100, 0, 1, 127, 411, 100000, INT32_MAX}) {
+      Burst burst(256, 272, 40.0);
+      NrParameters& nr = burst.context.nr;
+      nr.lumaMed = nr.lumaLF = nr.lumaHF1 = nr.lumaHF2 = nr.lumaHF3 = nr.chromaS = nr.detail = value;
+      nr.enhancementLevel = nr.chromaDetail = value;
+      nr.frameTotal = static_cast<uint8_t>(value);
+      burst.thresholds.assign(40, value);
+      EXPECT_EQ(burst.Run(level), 0) << value;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace zolt

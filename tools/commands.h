@@ -1,0 +1,17 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <ostream>
+
+namespace zolt {
+
+/// Each adds its subcommand, which runs inside CLI::App::parse and ends with a ToolError when it fails.
+/// Results go to `out`.
+void AddDenoiseCommand(CLI::App& app, std::ostream& out);
+void AddSimulateCommand(CLI::App& app, std::ostream& out);
+void AddCompareCommand(CLI::App& app, std::ostream& out);
+
+/// The whole program: parses, runs, prints errors to `err`, returns the exit code (errors.h).
+int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostream& err);
+
+}  // namespace zolt

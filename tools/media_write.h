@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+#include "picture.h"
+
+namespace zolt {
+
+/// Whether `path`'s extension is one that WritePicture knows: png, jpg, jpeg, y4m, yuv, i420, nv12, nv21.
+bool IsKnownPictureName(const std::string& path);
+
+/// Writes a picture, whole or not at all, in the format that the extension names: PNG (through RgbFromYuv),
+/// JPEG (quality near the top, the samples' own 4:2:0), Y4M (one frame, marked as full range), raw frames.
+/// ToolError (usage) for an unknown extension or an odd size in a raw format, ToolError (file) when writing
+/// fails.
+void WritePicture(const std::string& path, const YuvPicture& picture);
+
+}  // namespace zolt

@@ -1,0 +1,40 @@
+#include <new>
+
+#include "commands.h"
+#include "config_check.h"
+#include "errors.h"
+
+namespace zolt {
+namespace {
+
+constexpr const char* kFooter =
+    R"(Exit codes: 0 done, 1 bad usage, 2 a file can't be read or written, 3 the library refused; config-check
+also has 4, findings.
+'zolt-burst SUBCOMMAND --help' has examples.)";
+
+}  // namespace
+
+int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+  CLI::App app("Turns a burst of noisy frames into one clean image", "zolt-burst");
+  app.footer(kFooter);
+  app.require_subcommand(1);
+  int exit_code = kExitDone;
+  try {
+    AddDenoiseCommand(app, out);
+    AddSimulateCommand(app, out);
+    AddCompareCommand(app, out);
+    AddConfigCheckCommand(app, &exit_code, out);
+    app.parse(argc, argv);
+    return exit_code;
+  } catch (const CLI::ParseError& e) {
+    return app.exit(e, out, err) == 0 ? kExitDone : kExitUsage;
+  } catch (const ToolError& e) {
+    err << "zolt-burst: " << e.what() << "\n";
+    return e.code();
+  } catch (const std::bad_alloc&) {
+    err << "zolt-burst: not enough memory\n";
+    return kExitFile;
+  }
+}
+
+}  // namespace zolt
