@@ -42,7 +42,8 @@ TEST(XmlEncoding, WithoutAReadableDeclarationTheBytesDecide) {
   EXPECT_EQ(Guess("encodings='gbk' encoding='gbk'"), kUtf8);  // the first place counts
   EXPECT_EQ(Guess("\xE4 \xF5\x80"), kPlainBytes);
   EXPECT_EQ(Guess("\x80\xC1\xFF"), kUtf8);  // bytes that begin nothing are one character each
-  EXPECT_EQ(GuessXmlEncoding(Declared("gbk").c_str(), 40, false), kUtf8);
+  const std::string declared = Declared("gbk");
+  EXPECT_EQ(GuessXmlEncoding(declared.data(), declared.size(), false), kUtf8);
   std::string cut(199, ' ');
   EXPECT_EQ(Guess(cut + "\xE4"), kUtf8);  // its continuation is out of sight
 }

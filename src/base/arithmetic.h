@@ -29,13 +29,14 @@ constexpr int32_t WrapMul(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
 }
 
-/// Float to integer as the ARM instruction does it: truncates, saturates, and not-a-number gives 0.
+/// Float to integer as the ARM instruction does it: truncates, saturates, and not-a-number, which fails every
+/// comparison, gives 0.
 template <typename Float>
 constexpr int32_t TruncateToI32(Float v) {
-  if (v != v) return 0;
-  if (v >= static_cast<Float>(2147483648.0)) return std::numeric_limits<int32_t>::max();
-  if (v <= static_cast<Float>(-2147483648.0)) return std::numeric_limits<int32_t>::min();
-  return static_cast<int32_t>(v);
+  constexpr auto kLimit = static_cast<Float>(2147483648.0);
+  if (v > -kLimit && v < kLimit) return static_cast<int32_t>(v);
+  if (v >= kLimit) return std::numeric_limits<int32_t>::max();
+  return v <= -kLimit ? std::numeric_limits<int32_t>::min() : 0;
 }
 
 /// Median of three by the branch-free network that vector units like.
