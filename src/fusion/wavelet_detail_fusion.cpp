@@ -65,7 +65,8 @@ void LiftInverse(int16_t* region, int w, int h, int16_t* temporary) {
 /// A worker's part of the recursive filter: a state row, then its stripe with the warm-up.
 uint64_t StripeBytes(int w, int h) {
   const int rows = h / kFusionWorkers + h % kFusionWorkers + kWarmUpRows;
-  return static_cast<uint64_t>(w) * sizeof(int32_t) + (static_cast<uint64_t>(rows) * static_cast<uint64_t>(w) + 1) / 2 * 4;
+  return static_cast<uint64_t>(w) * sizeof(int32_t) +
+         (static_cast<uint64_t>(rows) * static_cast<uint64_t>(w) + 1) / 2 * 4;
 }
 
 // One pass over the plane in four stripes that all read it as it was before the pass. A stripe starts
