@@ -105,8 +105,8 @@ inline uint64_t LoadFour(const uint8_t* pixels) {
 /// every few dozen pixels, too often for the processor's own prefetching to follow.
 constexpr int kRowsAhead = 6;
 
-/// May ask for what lies behind the plane, where no pointer may be formed by arithmetic on pointers; nothing is
-/// read.
+/// May ask for what lies behind the plane, where no pointer may be formed by arithmetic on pointers; nothing
+/// is read.
 inline void PrefetchBelow(const uint8_t* pixel, int64_t bytes) {
   const uintptr_t below = reinterpret_cast<uintptr_t>(pixel) + static_cast<uintptr_t>(bytes);
   __builtin_prefetch(reinterpret_cast<const void*>(below));  // NOLINT(performance-no-int-to-ptr)
