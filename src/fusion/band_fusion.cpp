@@ -88,8 +88,8 @@ void FuseBandRow(const int16_t* __restrict a, const int16_t* __restrict b, const
   }
 }
 
-// Threshold of one low-pass sample: `base` in flat parts, ten times that where the prepared band's own energy
-// is 66 and more, in 16 bits throughout.
+// Threshold of one low-pass sample: `base` in blacks, ten times that where the prepared band's own energy,
+// which its mean level dominates, is 66 and more, in 16 bits throughout.
 int16_t LocalThreshold(int16_t base, int16_t energy) {
   if (energy <= 1) return base;
   const int steps = energy < 66 ? energy - 2 : 64;
