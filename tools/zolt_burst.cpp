@@ -3,13 +3,14 @@
 #include "commands.h"
 #include "config_check.h"
 #include "errors.h"
+#include "tune_command.h"
 
 namespace zolt {
 namespace {
 
 constexpr const char* kFooter =
     R"(Exit codes: 0 done, 1 bad usage, 2 a file can't be read or written, 3 the library refused; config-check
-also has 4, findings.
+also has 4, findings, and tune 130, stopped.
 'zolt-burst SUBCOMMAND --help' has examples.)";
 
 }  // namespace
@@ -24,6 +25,7 @@ int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostr
     AddSimulateCommand(app, out);
     AddCompareCommand(app, out);
     AddConfigCheckCommand(app, &exit_code, out);
+    AddTuneCommand(app, &exit_code, out);
     app.parse(argc, argv);
     return exit_code;
   } catch (const CLI::ParseError& e) {

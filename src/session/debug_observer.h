@@ -20,6 +20,8 @@ struct FrameObservation {
   const uint8_t* ghost_map = nullptr;   ///< kMerged: width x height; null when ghost detection did not run
   const uint8_t* weight_map = nullptr;  ///< kMerged: width x height, frames folded per pixel in steps of 25
   uint32_t ghost_count = 0;
+  uint8_t peak_level = 0;  ///< most frequent luma of the reference
+  uint8_t luma_level = 0;  ///< mean luma of the reference's brightest 5 per cent
   int32_t registration_result = 0;
   float homography[9] = {};  ///< point of the reference to point of the frame; only if registered
   int64_t registration_us = 0;

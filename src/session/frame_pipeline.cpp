@@ -183,6 +183,8 @@ int32_t RunStages(MfSession* session, FrameRole role, const YuvImage& output, Fr
     watch->seen.ghost_map = fused ? nullptr : mask.map;
     watch->seen.weight_map = frame.context.nr.weightMap;
     watch->seen.ghost_count = *mask.count;
+    watch->seen.peak_level = model.peakLevel;
+    watch->seen.luma_level = model.lumaLevel;
     watch->seen.registration_result = alignment;
     std::copy_n(model.homography, 9, watch->seen.homography);
   }
