@@ -30,7 +30,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LES
 endif()
 
 if(ZOLT_SANITIZE)
-  add_compile_options(-fsanitize=${ZOLT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  add_compile_options(-fsanitize=${ZOLT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
   add_link_options(-fsanitize=${ZOLT_SANITIZE})
 endif()
 
