@@ -24,13 +24,14 @@ constexpr const char* kExamples = R"(Examples:
   zolt-burst simulate photo.jpg -o burst --last-ev 2          the last frame two stops brighter
 
 FOLDER gets frame-0.png and so on, truth.png (frame 0 without noise), burst.json and, with --last-ev,
-truth-last.png (the same at the last frame's exposure). The same options give the same pictures on every machine.)";
+truth-last.png (the same at the last frame's exposure), with --mean also mean.png. The same options give the same pictures on every machine.)";
 
 struct Options {
   std::string photo;
   std::string folder;
   std::string crop;
   CameraSettings camera;
+  bool mean = false;
   bool json = false;
 };
 
@@ -46,8 +47,31 @@ void ClearOldBurst(const std::string& folder) {
   std::error_code ignored;
   if (!std::filesystem::remove(folder + "/burst.json", ignored)) return;
   std::filesystem::remove(folder + "/truth-last.png", ignored);
+  std::filesystem::remove(folder + "/mean.png", ignored);
   for (int i = 0; i < 10; ++i)
     std::filesystem::remove(folder + "/frame-" + std::to_string(i) + ".png", ignored);
+}
+
+void AddTo(std::vector<int>* sums, const std::vector<uint8_t>& plane) {
+  sums->resize(plane.size());
+  for (size_t i = 0; i < plane.size(); ++i) (*sums)[i] += plane[i];
+}
+
+// What averaging alone can reach: the frames as a tripod would take them, so that all lie upon each other.
+void WriteMean(const RgbPicture& photo, const Options& options) {
+  CameraSettings settings = options.camera;
+  settings.motion = 0;
+  const Camera camera(photo, settings);
+  std::vector<YuvPicture> frames(static_cast<size_t>(settings.frames));
+  ParallelFor(settings.frames, [&](int i) { frames[i] = camera.Frame(i); });
+  YuvPicture mean = frames[0];
+  for (auto plane : {&YuvPicture::y, &YuvPicture::u, &YuvPicture::v}) {
+    std::vector<int> sums;
+    for (const YuvPicture& frame : frames) AddTo(&sums, frame.*plane);
+    const int n = settings.frames;
+    for (size_t i = 0; i < sums.size(); ++i) (mean.*plane)[i] = static_cast<uint8_t>((sums[i] + n / 2) / n);
+  }
+  WritePicture(options.folder + "/mean.png", mean);
 }
 
 BurstInfo Shoot(const Camera& camera, const Options& options) {
@@ -81,6 +105,9 @@ void Run(Options options, std::ostream& out) {
   if (!std::isfinite(options.camera.motion) || !std::isfinite(options.camera.last_ev)) {
     FailUsage("--motion and --last-ev take numbers");
   }
+  if (options.mean && (options.camera.ghost || options.camera.last_ev != 0)) {
+    FailUsage("--mean is of frames that are alike: leave out --ghost and --last-ev");
+  }
   if (!options.crop.empty()) {
     const auto [width, height] = ParseSize(options.crop, "--crop");
     options.camera.crop_width = width;
@@ -91,6 +118,7 @@ void Run(Options options, std::ostream& out) {
   MakeFolder(options.folder);
   ClearOldBurst(options.folder);
   const BurstInfo info = Shoot(camera, options);
+  if (options.mean) WriteMean(photo, options);
   WriteBurstInfo(options.folder, info);
   if (options.json) {
     const nlohmann::ordered_json j = {
@@ -134,6 +162,8 @@ void AddSimulateCommand(CLI::App& app, std::ostream& out) {
       ->add_option("--max-width", camera.max_width, "reduce the photo by a whole number until a frame fits")
       ->check(CLI::Range(64, 100000));
   command->add_option("--crop", options->crop, "take only the middle, frames of WxH");
+  command->add_flag("--mean", options->mean,
+                    "also write mean.png: the mean of the frames as a tripod would take them");
   command->add_flag("--json", options->json, "tell the result as JSON");
   command->callback([options, &out] { Run(*options, out); });
 }

@@ -24,6 +24,7 @@ int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostr
     AddDenoiseCommand(app, out);
     AddSimulateCommand(app, out);
     AddCompareCommand(app, out);
+    AddMeasureCommand(app, out);
     AddConfigCheckCommand(app, &exit_code, out);
     AddTuneCommand(app, &exit_code, out);
     app.parse(argc, argv);
