@@ -25,8 +25,8 @@ void FuseBand(const BandPlanes& band, int w, int h, int32_t threshold, uint8_t* 
 
 /// Mixes the coarsest low-pass band: the same, with a threshold of its own for each sample, T / 10 where b is
 /// black, rising to T at a level of about 10, and 256 / T from the processor's reciprocal estimate. A T above
-/// 569 makes the rise wrap. Where few frames were folded (`eighth_weight`, w x h, below 64) up to half of the result is then
-/// smoothed by 1-2-1. Threshold 0: nothing.
+/// 569 makes the rise wrap. Where few frames were folded (`eighth_weight`, w x h, below 64) up to half of the
+/// result is then smoothed by 1-2-1. Threshold 0: nothing.
 void FuseLowPass(const BandPlanes& band, const uint8_t* eighth_weight, int w, int h, int32_t threshold,
                  uint8_t* scratch);
 
