@@ -4,6 +4,7 @@ BUILD_PACKAGES="g++ cmake ninja-build pkg-config googletest libbenchmark-dev lib
 CROSS_PACKAGES="g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user-static"
 CHECK_PACKAGES="clang-format clang-tidy git python3"
 PHOTO_PACKAGES="lomiri-wallpapers-16.04"
+BROWSER_PACKAGES="chromium chromium-driver python3"
 
 need() {
   local missing=()

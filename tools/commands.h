@@ -11,6 +11,7 @@ void AddDenoiseCommand(CLI::App& app, std::ostream& out);
 void AddSimulateCommand(CLI::App& app, std::ostream& out);
 void AddCompareCommand(CLI::App& app, std::ostream& out);
 void AddMeasureCommand(CLI::App& app, std::ostream& out);
+void AddReportCommand(CLI::App& app, std::ostream& out);
 
 /// The whole program: parses, runs, prints errors to `err`, returns the exit code (errors.h).
 int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostream& err);

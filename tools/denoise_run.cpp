@@ -67,7 +67,11 @@ class Listener {
   void Expect(FrameReport* report) {
     report_ = report;
     maps_ = FrameMaps();
+    spent_ = {};
   }
+
+  /// What listening took of the call's time.
+  std::chrono::duration<double, std::milli> spent() const { return spent_; }
 
   const FrameMaps& maps() const { return maps_; }
   void RethrowFailure() const {
@@ -78,11 +82,13 @@ class Listener {
   // Exceptions must not cross the library.
   static void Hear(void* user, const FrameObservation& seen) {
     auto* self = static_cast<Listener*>(user);
+    const auto begin = std::chrono::steady_clock::now();
     try {
       self->Note(seen);
     } catch (...) {
       self->failure_ = std::current_exception();
     }
+    self->spent_ += std::chrono::steady_clock::now() - begin;
   }
 
   void Note(const FrameObservation& seen) {
@@ -108,6 +114,7 @@ class Listener {
   bool with_maps_;
   FrameReport* report_ = nullptr;
   FrameMaps maps_;
+  std::chrono::duration<double, std::milli> spent_{};
   std::exception_ptr failure_;
 };
 
@@ -168,7 +175,7 @@ DenoiseResult DenoiseBurst(const std::vector<YuvPicture>& frames, const DenoiseS
         session.get(), source.data(), image.data(), padded.height, padded.width, TagOf(i, total), total,
         static_cast<uint32_t>(settings.layout), settings.iso, plain ? nullptr : &extra);
     const std::chrono::duration<double, std::milli> spent = std::chrono::steady_clock::now() - begin;
-    result.frames[i].ms = spent.count();
+    result.frames[i].ms = (spent - listener.spent()).count();
     listener.RethrowFailure();
     if (on_maps && listener.maps().aligned.width > 0) on_maps(i, listener.maps());
     if (code != ZOLT_MF_OK) throw LibraryRefused(code, FrameName(i, total));

@@ -61,6 +61,13 @@ void WriteWhole(const std::string& path, const std::string& text) {
   WriteBytes(path, text.data(), text.size());
 }
 
+void CheckFolderOf(const std::string& path) {
+  std::error_code ignored;
+  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  if (!folder.empty() && !std::filesystem::is_directory(folder, ignored))
+    FailFile(folder.string() + ": no such folder");
+}
+
 std::vector<uint8_t> ReadWhole(const std::string& path) {
   std::error_code ignored;
   if (std::filesystem::is_directory(path, ignored)) FailFile(path + ": is a folder, not a file");

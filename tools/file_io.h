@@ -14,6 +14,9 @@ std::string ExtensionOf(const std::string& path);
 void WriteWhole(const std::string& path, const std::vector<uint8_t>& bytes);
 void WriteWhole(const std::string& path, const std::string& text);
 
+/// ToolError (file) unless the folder that `path` lies in is there: said before work whose result goes there.
+void CheckFolderOf(const std::string& path);
+
 /// All bytes of a regular file; ToolError (file).
 std::vector<uint8_t> ReadWhole(const std::string& path);
 

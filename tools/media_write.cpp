@@ -89,6 +89,10 @@ bool IsKnownPictureName(const std::string& path) {
   return e == "png" || e == "jpg" || e == "jpeg" || e == "y4m" || RawLayoutOf(path).has_value();
 }
 
+std::vector<uint8_t> EncodedPicture(const std::string& format, const YuvPicture& picture) {
+  return format == "png" ? PngBytes(picture, format) : JpegBytes(picture, format);
+}
+
 void WritePicture(const std::string& path, const YuvPicture& picture) {
   const std::string e = ExtensionOf(path);
   if (e == "png") return WriteWhole(path, PngBytes(picture, path));

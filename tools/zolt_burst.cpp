@@ -25,6 +25,7 @@ int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostr
     AddSimulateCommand(app, out);
     AddCompareCommand(app, out);
     AddMeasureCommand(app, out);
+    AddReportCommand(app, out);
     AddConfigCheckCommand(app, &exit_code, out);
     AddTuneCommand(app, &exit_code, out);
     app.parse(argc, argv);

@@ -1,44 +1,20 @@
 // The program as the shell sees it: arguments in, exit code, text and files out.
 #include <nlohmann/json.hpp>
-#include <sstream>
 
-#include "commands.h"
 #include "denoise_run.h"
 #include "file_io.h"
 #include "media_read.h"
 #include "media_write.h"
 #include "quality.h"
-#include "tool_folder.h"
+#include "tool_program.h"
 
 namespace zolt {
 namespace {
 
-class ZoltBurst : public ToolFolder {
- protected:
-  int Run(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "zolt-burst");
-    std::vector<const char*> argv;
-    for (const std::string& a : arguments) argv.push_back(a.c_str());
-    std::ostringstream out, err;
-    const int code = RunZoltBurst(static_cast<int>(argv.size()), argv.data(), out, err);
-    out_ = out.str();
-    err_ = err.str();
-    return code;
-  }
-
-  // A small tripod burst of four frames in burst/, at a sensitivity where each frame is clearly noisy.
-  void Simulate(std::vector<std::string> more = {}) {
-    std::vector<std::string> arguments = {"simulate", "-o", Path("burst"), "--crop", "264x200",
-                                          "--frames", "4",  "--iso",       "3200"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    ASSERT_EQ(Run(arguments), kExitDone) << err_;
-  }
-
-  std::string out_, err_;
-};
+using ZoltBurst = ToolProgram;
 
 TEST_F(ZoltBurst, HelpHasExamplesAndBadUsageEndsWith1) {
-  for (const char* command : {"denoise", "simulate", "compare"}) {
+  for (const char* command : {"denoise", "simulate", "compare", "report"}) {
     EXPECT_EQ(Run({command, "--help"}), kExitDone);
     EXPECT_NE(out_.find("Examples:"), std::string::npos) << command;
   }
@@ -58,6 +34,8 @@ TEST_F(ZoltBurst, HelpHasExamplesAndBadUsageEndsWith1) {
       {"simulate", "-o", Path("x"), "--crop", "10x10"},
       {"simulate", "-o", Path("x"), "--seed", "-1"},
       {"compare", "a.png"},
+      {"report", "a.png", "b.png"},
+      {"report", "a.png", "b.png", "-o", "c.html", "--crop", "1"},
       {"compare", "a.png", "b.png", "--gain", "nan"},
   };
   for (const auto& arguments : bad) {
