@@ -80,6 +80,7 @@ void Run(Options options, std::ostream& out) {
     std::vector<TuneBurst> bursts;
     for (size_t i = from; i < to; ++i) bursts.push_back(LoadTuneBurst(options.folders[i], options.needs));
     std::vector<const TuneBurst*> handles;
+    handles.reserve(bursts.size());
     for (const TuneBurst& burst : bursts) handles.push_back(&burst);
     TuneWorkers workers(handles, options.config_folder, options.needs.border, true, options.jobs);
     const std::vector<TuneScore> scores = workers.Evaluate(config, TuneWorkers::Depth::kResult);

@@ -114,6 +114,7 @@ std::vector<TuneKey> operator+(std::vector<TuneKey> a, const std::vector<TuneKey
 
 std::vector<int> ValuesOf(const std::vector<TuneKey>& keys, const IsoBand& band) {
   std::vector<int> values;
+  values.reserve(keys.size());
   for (const TuneKey& key : keys) values.push_back(key.Get(band));
   return values;
 }

@@ -1,6 +1,5 @@
 #include "tune_state.h"
 
-#include <csignal>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
@@ -63,13 +62,13 @@ StopRequest::StopRequest() {
   struct sigaction action = {};
   action.sa_handler = &HearStop;
   action.sa_flags = static_cast<int>(SA_RESETHAND);
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
+  sigaction(SIGINT, &action, &interrupt_);
+  sigaction(SIGTERM, &action, &terminate_);
 }
 
 StopRequest::~StopRequest() {
-  std::signal(SIGINT, SIG_DFL);
-  std::signal(SIGTERM, SIG_DFL);
+  sigaction(SIGINT, &interrupt_, nullptr);
+  sigaction(SIGTERM, &terminate_, nullptr);
 }
 
 bool StopRequest::Heard() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <csignal>
 #include <map>
 #include <optional>
 #include <string>
@@ -42,6 +43,9 @@ class StopRequest {
   StopRequest& operator=(const StopRequest&) = delete;
 
   static bool Heard();
+
+ private:
+  struct sigaction interrupt_, terminate_;  // as they were before
 };
 
 }  // namespace zolt
