@@ -1,15 +1,14 @@
 // The tuning: that what it measures is what the library returns, and that it can be stopped, resumed and
 // refused.
 #include <gtest/gtest.h>
+#include <sys/time.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <sstream>
-#include <thread>
 
 #include "burst_frames.h"
 #include "commands.h"
@@ -71,6 +70,39 @@ class Tune : public ToolFolder {
   }
 
   std::string out_, err_;
+};
+
+// Sends this process Ctrl-C as soon as somebody listens; before that it would end the test. By a timer and
+// not by a thread, as processes are forked meanwhile.
+class InterruptSoon {
+ public:
+  InterruptSoon() {
+    std::signal(SIGINT, SIG_IGN);
+    struct sigaction action = {};
+    action.sa_handler = [](int) {
+      struct sigaction now = {};
+      sigaction(SIGINT, nullptr, &now);
+      if (now.sa_handler == SIG_IGN) return;
+      SetTimer(0);
+      kill(getpid(), SIGINT);
+    };
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGALRM, &action, nullptr);
+    SetTimer(30000);
+  }
+  ~InterruptSoon() {
+    SetTimer(0);
+    std::signal(SIGALRM, SIG_DFL);
+    std::signal(SIGINT, SIG_DFL);
+  }
+  InterruptSoon(const InterruptSoon&) = delete;
+  InterruptSoon& operator=(const InterruptSoon&) = delete;
+
+ private:
+  static void SetTimer(int microseconds) {
+    const itimerval timer = {{0, microseconds}, {0, microseconds}};
+    setitimer(ITIMER_REAL, &timer, nullptr);
+  }
 };
 
 void ExpectEqual(const YuvPicture& a, const YuvPicture& b) {
@@ -234,19 +266,11 @@ TEST_F(Tune, AStoppedTuningGoesOnToTheSameFile) {
   EXPECT_GT(Objective(mean(ReadTuneFile(Path("whole.xml"))), 0, {}),
             Objective(mean(ReadTuneFile(start + "/multiframe.xml")), 0, {}));
 
-  // As soon as the tuning listens; before that the signal would end the test.
-  std::signal(SIGINT, SIG_IGN);
-  std::thread interrupt([] {
-    struct sigaction now = {};
-    do {
-      std::this_thread::sleep_for(std::chrono::milliseconds(30));
-      sigaction(SIGINT, nullptr, &now);
-    } while (now.sa_handler == SIG_IGN);
-    kill(getpid(), SIGINT);
-  });
-  const int code = tune("part.xml", {"--jobs", "1"});
-  interrupt.join();
-  std::signal(SIGINT, SIG_DFL);
+  int code = kExitDone;
+  {
+    const InterruptSoon interrupt;
+    code = tune("part.xml", {"--jobs", "1"});
+  }
   EXPECT_EQ(code, kExitStopped) << "the run ended before it could be stopped";
   EXPECT_EQ(CheckConfig(Path("part.xml")).verdict, kConfigFine);
   ASSERT_EQ(tune("part.xml"), kExitDone) << err_;
