@@ -2,31 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "support/slow_planes.h"
 #include "support/test_planes.h"
 
 namespace zolt {
 namespace {
-
-int Half(int a, int b) {
-  return (a + b + 1) / 2;
-}
-
-/// The definition pixel by pixel, on a plane without gaps.
-std::vector<uint8_t> SlowBlur(const std::vector<uint8_t>& p, int w, int h) {
-  std::vector<int> t(p.size());
-  for (int i = 0; i < w * h; ++i) {
-    const int x = i % w;
-    t[i] = x == 0       ? (3 * p[i] + p[i + 1]) / 4
-           : x == w - 1 ? (p[i - 1] + 3 * p[i]) / 4
-                        : Half(Half(p[i - 1], p[i + 1]), p[i]);
-  }
-  std::vector<uint8_t> out(p.size());
-  for (int i = 0; i < w * h; ++i) {
-    const int above = i >= w ? t[i - w] : t[i], below = i + w < w * h ? t[i + w] : t[i];
-    out[i] = static_cast<uint8_t>(Half(Half(above, below), t[i]));
-  }
-  return out;
-}
 
 TEST(Blur121, EndColumnsTruncateAndEndRowsRound) {
   // Along rows: (3 * 1 + 2) >> 2 = 1, avg(avg(1, 3), 2) = 2, (2 + 3 * 3) >> 2 = 2.
@@ -45,7 +25,8 @@ TEST(Blur121, EndColumnsTruncateAndEndRowsRound) {
 TEST(Blur121, EqualsItsDefinitionInPlaceAndWithPitches) {
   for (const auto& [w, h] : {std::pair{2, 2}, {3, 5}, {16, 4}, {17, 3}, {70, 33}, {131, 20}}) {
     const std::vector<uint8_t> source = test::RandomPlane<uint8_t>(w * h);
-    const std::vector<uint8_t> expected = SlowBlur(source, w, h);
+    const std::vector<int> slow = test::Blur(test::Plane(source.data(), w, h)).v;
+    const std::vector<uint8_t> expected(slow.begin(), slow.end());
     std::vector<uint8_t> temporary(source.size()), in_place = source;
     Blur121(in_place.data(), in_place.data(), temporary.data(), w, h, w, w, w);
     EXPECT_EQ(in_place, expected) << w << "x" << h;

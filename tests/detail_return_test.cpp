@@ -18,27 +18,6 @@ void* Refuse(size_t, size_t) {
   return nullptr;
 }
 
-TEST(DetailReturnByWeight, BlendsByFramesAndByDarkness) {
-  struct Row {
-    int y, f, weight, limit, shift, expected;
-  };
-  for (const Row& row : {
-           Row{200, 100, 0, 255, 8, 100},    // nothing merged
-           Row{200, 100, 225, 0, 8, 100},    // nothing wanted
-           Row{200, 100, 225, 255, 8, 188},  // 225 of 256
-           Row{200, 100, 225, 127, 8, 150},  // held at 127 of 256
-           Row{40, 8, 100, 255, 7, 21},      // half the brightness, half the 100: 50 of 128
-           Row{255, 0, 255, 255, 8, 0},      // black stays filtered
-           Row{0, 100, 50, 255, 5, 200},     // 50 of 32 wraps: (100 * -18 + 16) mod 65536 >> 5, low byte
-           Row{100, 100, 50, 255, 5, 100},   // and cancels
-       }) {
-    Bytes y(8, static_cast<uint8_t>(row.y));
-    const Bytes f(8, static_cast<uint8_t>(row.f)), weight(8, static_cast<uint8_t>(row.weight));
-    DetailReturnByWeight(y.data(), f.data(), weight.data(), 8, 1, static_cast<uint8_t>(row.limit), row.shift);
-    EXPECT_EQ(y, Bytes(8, static_cast<uint8_t>(row.expected))) << row.y << " " << row.f << " " << row.weight;
-  }
-}
-
 TEST(DetailReturn, TheLastBlockActsTwiceWhereItOverlaps) {
   const int w = 21;  // two blocks, then one over columns 13..20
   const Bytes zero(2 * w, 0), half(2 * w, 128), f(2 * w, 16), full(2 * w, 255);
@@ -115,19 +94,6 @@ TEST(ScaleByLuma, DarkensBelowTheKneeOnly) {
   }
   ScaleByLuma(plane.data(), luma.data(), 8, 1, std::numeric_limits<int32_t>::max());
   EXPECT_EQ(plane, Bytes(8, 0));
-}
-
-TEST(DetailReturnByMask, PeaksOnModerateEdges) {
-  const Bytes f(8, 0), mask = {0, 65, 130, 195, 255, 131, 1, 129};
-  Bytes y(8, 255);
-  DetailReturnByMask(y.data(), f.data(), mask.data(), 8, 1, 8, 130, 76);
-  // t = 0, 65, 130, 65, 5, 129, 1, 129; the share is (t * 252 * 76 + 64) >> 7 of 32768.
-  EXPECT_EQ(y, (Bytes{0, 76, 151, 76, 6, 150, 1, 150}));
-  y.assign(8, 255);
-  DetailReturnByMask(y.data(), f.data(), Bytes(8, 200).data(), 8, 1, 8, 200, 128);
-  EXPECT_EQ(y, Bytes(8, 254));  // nearly all
-  DetailReturnByMask(y.data(), f.data(), Bytes(8, 255).data(), 8, 1, 8, 0, 128);
-  EXPECT_EQ(y, f);
 }
 
 }  // namespace

@@ -61,18 +61,5 @@ TEST(DifferenceMask, TheLargestDifferencesStayWithinSixteenBits) {
   }
 }
 
-TEST(DifferenceMask, OnlyAStrictExcessOverTheLimitOfThatBrightnessCounts) {
-  // Flat planes 10 apart: the filter leaves 10 everywhere but in the lifted column.
-  const std::vector<uint8_t> first(40 * 40, 90), aligned(40 * 40, 100);
-  const PlanePair planes = {aligned.data(), first.data(), 40, 40};
-  const auto middle = [&](const DifferenceLimits& limits) {
-    return FastMask(planes, MaskScale::kQuarter, limits)[5 * 10 + 5];
-  };
-  EXPECT_EQ(middle({9, 10, 101}), 255);  // 100 is below 101: the first limit
-  EXPECT_EQ(middle({9, 10, 100}), 0);    // the aligned frame's 100 decides, not the first frame's 90
-  EXPECT_EQ(middle({10, 9, 101}), 0);
-  EXPECT_EQ(middle({10, 9, 0}), 255);
-}
-
 }  // namespace
 }  // namespace zolt

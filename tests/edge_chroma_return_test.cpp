@@ -26,20 +26,5 @@ TEST(EdgeChromaReturn, MixesUnderTheMaskAndTwiceInTheOverlap) {
   EXPECT_EQ(vo[5], 0);
 }
 
-TEST(EdgeChromaReturn, FullAndNoWeightLoseAPartIn256) {
-  const Bytes mask(8, 255), low(8, 255);
-  for (const int weight : {0, 255}) {
-    Bytes u(8, 0), v(8, 0);
-    EdgeChromaReturn(low.data(), low.data(), u.data(), v.data(), mask.data(), 8, 1,
-                     static_cast<uint8_t>(weight));
-    EXPECT_EQ(u, Bytes(8, weight == 0 ? 254 : 0));
-    Bytes high(8, 255);
-    const Bytes none(8, 0);
-    EdgeChromaReturn(none.data(), none.data(), high.data(), v.data(), mask.data(), 8, 1,
-                     static_cast<uint8_t>(weight));
-    EXPECT_EQ(high, Bytes(8, weight == 0 ? 0 : 254));
-  }
-}
-
 }  // namespace
 }  // namespace zolt

@@ -47,14 +47,6 @@ TEST(Lifting53, RowsFollowTheDefinitionAndComeBack) {
   }
 }
 
-TEST(Lifting53, AStepGivesOneDetail) {
-  const Samples x = {10, 10, 10, 50, 50, 50};
-  Samples s(3), d(3);
-  LiftRowForward(x.data(), s.data(), d.data(), 3);
-  EXPECT_EQ(d, (Samples{0, 20, 0}));
-  EXPECT_EQ(s, (Samples{10, 15, 55}));
-}
-
 // Four threads with a quarter of the pairs each, on a plane whose pitch is wider than its columns.
 TEST(Lifting53, ColumnsFollowTheDefinitionOverAnyCutIntoRanges) {
   const int w = 37, pitch = 41, band_pitch = 39;

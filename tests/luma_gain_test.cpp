@@ -27,16 +27,5 @@ TEST(LumaGain, EveryGainOnEveryLevel) {
   }
 }
 
-TEST(LumaGain, SixteenIsOneAndNoChromaGainIsGrey) {
-  test::Frame frame(64, 64);
-  frame.bytes = test::RandomPlane<uint8_t>(64 * 64 * 3 / 2);
-  const std::vector<uint8_t> before = frame.bytes;
-  LumaEnhance(frame.image(), 64, 64, 16, 16);
-  EXPECT_EQ(frame.bytes, before);
-  LumaEnhance(frame.image(), 64, 64, 16, 0);
-  EXPECT_TRUE(
-      std::all_of(frame.bytes.begin() + 64 * 64, frame.bytes.end(), [](uint8_t v) { return v == 128; }));
-}
-
 }  // namespace
 }  // namespace zolt

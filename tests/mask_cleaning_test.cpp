@@ -47,30 +47,6 @@ TEST(MaskCleaning, ByteFormPackedFormAndWindowsAgreeAtEveryWidth) {
   }
 }
 
-TEST(MaskCleaning, ASingleLumaPixelSurvivesAndASingleChromaPixelVanishes) {
-  std::vector<uint8_t> luma(41 * 41, 0);
-  luma[20 * 41 + 20] = 255;
-  std::vector<uint8_t> chroma = luma;
-  std::vector<uint32_t> bits(CleaningWords(41, 41));
-  CleanLumaMask(luma.data(), 41, 41, bits.data());
-  CleanChromaMask(chroma.data(), 41, 41, bits.data());
-  EXPECT_EQ(std::count(luma.begin(), luma.end(), 255), 9 * 9);
-  EXPECT_EQ(std::count(chroma.begin(), chroma.end(), 0), 41 * 41);
-}
-
-TEST(MaskCleaning, ByteFormKeepsTheValuesOfPixelsThatDontChange) {
-  std::vector<uint8_t> mask(20 * 3, 7);
-  mask[0] = 0;
-  ASSERT_EQ(GhostDilate(mask.data(), 20, 3, 2, 1), kOk);
-  EXPECT_EQ(mask[0], 255);
-  EXPECT_EQ(mask[1], 7);
-  mask[59] = 0;
-  ASSERT_EQ(GhostErode(mask.data(), 20, 3, 2, 1),
-            kOk);  // 2 columns and 1 row into the window: 6 pixels with itself
-  EXPECT_EQ(std::count(mask.begin(), mask.end(), 0), 6);
-  EXPECT_EQ(mask[56], 7);
-}
-
 TEST(MaskCleaning, ARefusedCopyIsLoggedAndReturnedAndNothingIsHeld) {
   test::TestHooks::Reset();
   const MfAllocHooks hooks = test::TestHooks::Hooks();

@@ -225,24 +225,6 @@ TEST(MultiDeNoise, RefusedMemory) {
   }
 }
 
-TEST(MultiDeNoise, HighlightsGetTheirChromaBack) {
-  for (const int size : {256, 264}) {
-    Driver driver(size, size);
-    std::fill_n(driver.output.bytes.begin(), size, uint8_t{255});  // the first row
-    driver.change = [](const YuvImage& image) {
-      std::fill_n(image.u, image.width * image.height / 2, uint8_t{7});
-    };
-    ASSERT_EQ(driver.Run(), 0);
-    const YuvImage out = driver.output.image();
-    for (const uint8_t* plane : {out.u, out.v}) {
-      EXPECT_EQ(plane[0], 98);
-      EXPECT_EQ(plane[size / 2 - 1], 98);
-      EXPECT_EQ(plane[size / 2], 7);
-      EXPECT_EQ(plane[size * size / 4 - 1], 7);
-    }
-  }
-}
-
 TEST(MultiDeNoise, LiftsDarkScenesByGainsInBytes) {
   struct Case {
     int32_t max_gain, chroma_gain;

@@ -101,24 +101,5 @@ TEST(RecursiveFilter, TablesAreOddAndAQuarterRemainsAtTheStrength) {
   }
 }
 
-TEST(RecursiveFilter, SmoothsNoiseAndKeepsAStep) {
-  const int w = 64, h = 32;
-  Samples plane = test::RandomPlane<int16_t>(w * h, 9);
-  for (int i = 0; i < w * h; ++i) plane[i] = static_cast<int16_t>(plane[i] + (i % w < w / 2 ? 60 : 160));
-  RecursiveTables t;
-  BuildRecursiveLut(&t, 40, 5000);
-  const auto roughness = [&] {
-    int sum = 0;
-    for (int i = 1; i < w * h; ++i) sum += i % (w / 2) == 0 ? 0 : std::abs(plane[i] - plane[i - 1]);
-    return sum;
-  };
-  const int before = roughness();
-  std::vector<int32_t> state(w);
-  RecursiveForward(state.data(), t.step, t.step, t.back, plane.data(), w, plane.data(), w, w, h);
-  RecursiveBackward(state.data(), t.step, t.step, t.back, plane.data(), w, plane.data(), w, w, h);
-  EXPECT_LT(roughness(), before * 3 / 4);
-  for (int r = 0; r < h; ++r) EXPECT_GT(plane[r * w + w / 2] - plane[r * w + w / 2 - 1], 85);
-}
-
 }  // namespace
 }  // namespace zolt

@@ -74,57 +74,5 @@ TEST(SpatialScratch, FitsTheRoomOfABurstsBlockAtEverySize) {
   }
 }
 
-TEST(SpatialScratch, RegionsLieInsideTheBlockAndApart) {
-  for (const auto& [width, height] : {std::pair{256, 256}, {272, 272}, {1008, 768}, {256, 1600}}) {
-    const int64_t needed = SpatialScratchBytes(width, height);
-    std::vector<uint32_t> block(static_cast<size_t>(needed / 4));  // word aligned, exactly as long as needed
-    auto* begin = reinterpret_cast<uint8_t*>(block.data());
-    RegionCutter cutter(begin, static_cast<uint64_t>(needed));
-    const uint8_t* end = begin;
-    for (const StripeRows& rows : SpatialStripeRows(height)) {
-      const StripeScratch s = TakeStripeScratch(&cutter, rows, width);
-      const int64_t area = int64_t{rows.height} * width, quarter = area / 16;
-      // What lives at the same time, in two generations: the wavelet's planes, then the chroma path's.
-      for (const auto& regions :
-           {std::vector<std::pair<const void*, int64_t>>{{s.band, 2 * area},
-                                                         {s.temporary, 2 * area},
-                                                         {s.row_state, 4 * std::max(width, rows.height)},
-                                                         {s.noise_map, 2 * quarter},
-                                                         {s.maps.h, 4 * quarter},
-                                                         {s.maps.v, 4 * quarter},
-                                                         {s.maps.d, 4 * quarter},
-                                                         {s.luma_edge, quarter}},
-            {{s.chroma_work, 2 * quarter},
-             {s.chroma_levels, 6 * quarter},
-             {s.filtered, width * rows.core()},
-             {s.mask, width * rows.core()},
-             {s.noise_map, 2 * quarter},
-             {s.u_down, quarter},
-             {s.v_down, quarter},
-             {s.magnitude, quarter},
-             {s.spare, quarter},
-             {s.chroma_edge, quarter},
-             {s.u_out, quarter},
-             {s.v_out, quarter},
-             {s.u_low, quarter},
-             {s.v_low, quarter},
-             {s.quarter_weight, quarter},
-             {s.quarter_luma, quarter},
-             {s.luma_edge, quarter}}}) {
-        auto sorted = regions;
-        std::sort(sorted.begin(), sorted.end());
-        const uint8_t* free_from = end;
-        for (const auto& [start, bytes] : sorted) {
-          ASSERT_GE(static_cast<const uint8_t*>(start), free_from);
-          free_from = static_cast<const uint8_t*>(start) + bytes;
-        }
-        ASSERT_LE(free_from, begin + cutter.used());
-      }
-      end = begin + cutter.used();
-    }
-    EXPECT_EQ(cutter.used(), static_cast<uint64_t>(needed));
-  }
-}
-
 }  // namespace
 }  // namespace zolt

@@ -37,11 +37,6 @@ TEST(SpatialSettings, DetailSetsWhatIsGivenBack) {
   EXPECT_EQ(ReturnLimit(kMin, 0, 7), 127);
 }
 
-TEST(SpatialSettings, WeightShiftGrowsWithTheBurst) {
-  const int shifts[] = {6, 6, 5, 6, 6, 7, 7, 7, 7, 8, 8};
-  for (int frames = 0; frames <= 10; ++frames) EXPECT_EQ(WeightShift(frames), shifts[frames]) << frames;
-}
-
 // Any word of a tuning file has a defined effect: that of the nearest value in range, where one exists.
 TEST(SpatialSettings, ValuesOutOfRangeActLikeTheRangesEnds) {
   SpatialSettings wild, tame;
@@ -61,23 +56,6 @@ TEST(SpatialSettings, ValuesOutOfRangeActLikeTheRangesEnds) {
   EXPECT_EQ(std::memcmp(&wild.coring[0], &tame.coring[0], sizeof wild.coring[0]), 0);
   EXPECT_EQ(std::memcmp(&wild.low_band, &tame.low_band, sizeof wild.low_band), 0);
   EXPECT_EQ(wild.edge_chroma_weight, 255);
-}
-
-TEST(SpatialSettings, BrightnessDecidesOnEdgesAndBoost) {
-  NrParameters nr = Tuning(-50);
-  SpatialSettings s;
-  for (const auto& [peak, level, edges, boost] : {std::tuple{64, 1, false, 1},
-                                                  {65, 1, true, 1},
-                                                  {200, 3, true, 3},
-                                                  {201, 3, true, 2},
-                                                  {201, 1, true, 0},
-                                                  {201, kMin, true, 0}}) {
-    nr.peakLevel = static_cast<uint8_t>(peak);
-    nr.enhancementLevel = level;
-    MakeSpatialSettings(nr, SpatialLevel::kLow, &s);
-    EXPECT_EQ(s.luma_edges, edges) << peak;
-    EXPECT_EQ(s.boost_level, boost) << peak;
-  }
 }
 
 }  // namespace

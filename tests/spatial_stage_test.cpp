@@ -110,12 +110,6 @@ std::vector<int> RowsThatDiffer(const Frame& a, const Frame& b, int plane) {
   return rows;
 }
 
-uint64_t Checksum(const std::vector<uint8_t>& bytes) {
-  uint64_t hash = 14695981039346656037u;  // FNV-1a
-  for (const uint8_t v : bytes) hash = (hash ^ v) * 1099511628211u;
-  return hash;
-}
-
 TEST(SpatialStage, SmallFramesStayAsTheyAre) {
   for (const auto& [w, h] : {std::pair{240, 1024}, {1024, 240}}) {
     for (const SpatialLevel level : kLevels) {
@@ -147,58 +141,6 @@ TEST(SpatialStage, WithFiltersOffStripesDontShow) {
             std::equal(before.begin(), before.begin() + w * h, striped.frame.bytes.begin());
         EXPECT_EQ(luma_kept, median == 0) << "without coring and smoothing the filtered luma is the luma";
       }
-    }
-  }
-}
-
-// Coring stays inside the overlaps; the recursion's memory reaches on, but fades.
-TEST(SpatialStage, WithFiltersOnOnlyRowsNearSeamsDiffer) {
-  const int w = 512, h = 768, quarter = h / 4;
-  for (const SpatialLevel level : kLevels) {
-    for (const bool coring_alone : {false, true}) {
-      Burst striped(w, h), whole(w, h);
-      for (Burst* burst : {&striped, &whole}) {
-        if (coring_alone) burst->context.nr.lumaLF = -100;
-      }
-      ASSERT_EQ(striped.Run(level), 0);
-      ASSERT_EQ(whole.RunUnstriped(level), 0);
-      if (coring_alone) {
-        EXPECT_TRUE(RowsThatDiffer(striped.frame, whole.frame, 0).empty());
-        continue;
-      }
-      int near_seams = 0, far_from_seams = 0;
-      for (int i = 0; i < w * h; ++i) {
-        const int difference = std::abs(striped.frame.bytes[i] - whole.frame.bytes[i]);
-        EXPECT_LE(difference, 8);
-        const int to_seam = std::min(i / w % quarter, quarter - i / w % quarter);
-        (to_seam < 48 || i / w < 48 || i / w >= h - 48 ? near_seams : far_from_seams) += difference;
-      }
-      EXPECT_GT(near_seams, 1000);
-      EXPECT_LT(far_from_seams, near_seams / 20);
-    }
-  }
-}
-
-// On a gentle noisy ramp the mean step from row to row must not stand out at the borders of the stripes. One
-// grey level is what a ramp without noise left in it steps by now and then.
-TEST(SpatialStage, NoStepAtTheSeamsOfAGradient) {
-  const int w = 512, h = 768;
-  for (const SpatialLevel level : kLevels) {
-    Burst burst(w, h);
-    burst.frame = GradientFrame(w, h, 48);
-    test::AddNoise(&burst.frame, 4.0, 11);
-    burst.context.nr.enhancementLevel = 0;
-    ASSERT_EQ(burst.Run(level), 0);
-    const YuvImage image = burst.frame.image();
-    const auto step = [](const uint8_t* plane, int columns, int row) {
-      double sum = 0;
-      for (int x = 0; x < columns; ++x) sum += plane[row * columns + x] - plane[(row - 1) * columns + x];
-      return std::abs(sum / columns);
-    };
-    for (int seam = h / 4; seam < h; seam += h / 4) {
-      EXPECT_LT(step(image.y, w, seam), 0.5) << seam;
-      EXPECT_LT(step(image.u, w / 2, seam / 2), 1.0) << seam;
-      EXPECT_LT(step(image.v, w / 2, seam / 2), 1.0) << seam;
     }
   }
 }
@@ -244,31 +186,6 @@ TEST(SpatialStage, SwitchesKeepLumaOrChroma) {
   }
 }
 
-// The bytes of whole runs: they may not depend on the processor, on where the scratch begins or on timing.
-TEST(SpatialStage, StoredChecksums) {
-  struct Case {
-    int w, h, median, peak;
-    uint64_t low, high;
-  };
-  for (const Case& c : std::vector<Case>{{256, 256, 0, 60, 9592079986956736572u, 18007578370188194342u},
-                                         {272, 272, 1, 120, 14249288623726458289u, 1554241821009159453u},
-                                         {336, 400, 0, 210, 15101849488668650326u, 1671874667119620u},
-                                         {1008, 768, 1, 60, 14033291420426490824u, 9866319694823056389u}}) {
-    for (const SpatialLevel level : kLevels) {
-      for (const size_t start : {0, 1}) {
-        Burst burst(c.w, c.h);
-        burst.context.nr.lumaMed = c.median;
-        burst.context.nr.peakLevel = static_cast<uint8_t>(c.peak);
-        burst.scratch.resize(burst.scratch.size() + 4 * start);
-        burst.scratch_start = start;
-        ASSERT_EQ(burst.Run(level), 0);
-        EXPECT_EQ(Checksum(burst.frame.bytes), level == SpatialLevel::kLow ? c.low : c.high)
-            << c.w << "x" << c.h << (level == SpatialLevel::kLow ? " low" : " high");
-      }
-    }
-  }
-}
-
 // Odd corners of the tuning over sizes whose bands end in partial blocks, and over images that no camera
 // takes.
 TEST(SpatialStage, EqualsTheSlowStage) {
@@ -287,6 +204,8 @@ TEST(SpatialStage, EqualsTheSlowStage) {
       const bool low = level == SpatialLevel::kLow;
       SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << (low ? " low" : " high"));
       Burst burst(c.w, c.h);
+      burst.scratch_start = c.noise ? 1 : 0;  // an odd address
+      burst.scratch.resize(burst.scratch.size() + 4 * burst.scratch_start);
       if (c.noise) burst.frame.bytes = test::RandomPlane<uint8_t>(int64_t{c.w} * c.h * 3 / 2);
       NrParameters& nr = burst.context.nr;
       nr.frameTotal = static_cast<uint8_t>(c.total);

@@ -118,43 +118,6 @@ TEST(TemporalMerge, EqualsThePixelwiseFold) {
   }
 }
 
-TEST(TemporalMerge, StillAndMovedPixelsByHand) {
-  FoldSetup setup(64, 64, 128);
-  std::fill(setup.reference.bytes.begin(), setup.reference.bytes.end(), uint8_t{200});
-  std::fill(setup.aligned.bytes.begin(), setup.aligned.bytes.end(), uint8_t{31});
-  std::fill(setup.mask.begin(), setup.mask.end(), uint8_t{0});
-  std::fill(setup.map.begin(), setup.map.end(), uint8_t{250});
-  // Moved: a 256th of the new frame still comes through the first step: (31 + 255 * 200 + 128) >> 8 = 199.
-  setup.mask[0] = setup.mask[1] = setup.mask[64] = setup.mask[65] = 255;
-  setup.mask[2] = 1;
-  test::Frame out(64, 64);
-  ASSERT_EQ(TemporalNrMaincall(setup.context, out.image()), 0);
-  EXPECT_EQ(out.bytes[0], (128 * 200 + 128 * 199 + 128) >> 8);
-  EXPECT_EQ(out.bytes[64 * 64], (128 * 200 + 128 * 199 + 128) >> 8);
-  EXPECT_EQ(out.bytes[10], (200 + 31 + 1) / 2);
-  EXPECT_EQ(setup.map[0], 250);
-  EXPECT_EQ(setup.map[10], 19);  // 275 modulo 256
-  EXPECT_EQ(setup.map[2], (250 & 1) | (19 & ~1));
-}
-
-TEST(TemporalMerge, RowsBeyondTheStripesStayAsTheyWere) {
-  for (const auto& [h, untouched] :
-       {std::pair{1002, std::vector<int>{1000, 1001}}, {1004, std::vector<int>{250, 501, 752, 1003}}}) {
-    FoldSetup setup(16, h, 128);
-    std::fill(setup.mask.begin(), setup.mask.end(), uint8_t{0});
-    std::fill(setup.map.begin(), setup.map.end(), uint8_t{0});
-    test::Frame out(16, h);
-    ASSERT_EQ(TemporalNrMaincall(setup.context, out.image()), 0);
-    for (int y = 0; y < h; ++y) {
-      const bool stays = std::find(untouched.begin(), untouched.end(), y) != untouched.end();
-      EXPECT_EQ(setup.map[static_cast<size_t>(y) * 16], stays ? 0 : 25) << h << " row " << y;
-      if (stays) {
-        EXPECT_EQ(out.bytes[static_cast<size_t>(y) * 16], 128);
-      }
-    }
-  }
-}
-
 TEST(TemporalMerge, AThreadThatDoesNotStartFailsTheFold) {
   for (int k = 0; k < 4; ++k) {
     FoldSetup setup(64, 64, 128);

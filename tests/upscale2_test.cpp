@@ -64,14 +64,5 @@ TEST(Upscale2, StripesGiveTheWholeImageAndReadOneRowBeyond) {
   EXPECT_EQ(ranges, whole);
 }
 
-TEST(Upscale2, ConstantStaysConstant) {
-  for (const int v : {0, 1, 128, 255}) {
-    const Bytes source(9 * 7, static_cast<uint8_t>(v));
-    Bytes out(4 * 9 * 7);
-    Upscale2(source.data(), 7, 9, out.data(), 18, UpscaleEdges::kBoth);
-    EXPECT_EQ(out, Bytes(out.size(), static_cast<uint8_t>(v)));
-  }
-}
-
 }  // namespace
 }  // namespace zolt
