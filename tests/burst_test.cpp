@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 #include <string>
 #include <utility>
@@ -254,38 +253,6 @@ TEST_F(Burst, ThreadsThatDoNotStartLoseTheFoldButNoPlane) {
     EXPECT_EQ(status, k < 24 ? ZOLT_MF_LOAD_FAILURE : 0);
     EXPECT_EQ(driver.result, frame);
   }
-}
-
-/// Blocks that start at an odd address.
-void* OddAlloc(uint32_t size, const char*, uint32_t) {
-  auto* block = static_cast<uint8_t*>(std::malloc(size_t{size} + 1));
-  return block + 1;
-}
-void OddFree(void* block, const char*, uint32_t) {
-  std::free(static_cast<uint8_t*>(block) - 1);
-}
-
-TEST(BurstWithRealStages, WorksOnBlocksAtAnyAddress) {
-  Bytes results[2];
-  for (const bool odd : {false, true}) {
-    SessionDriver driver(264, 272, ZOLT_MF_FORMAT_NV21);
-    const MfAllocHooks hooks = {OddAlloc, OddFree};
-    MfSession* session = driver.session;
-    const std::map<std::string, std::string> keys = {{"Global/ExposureFusionFlag", "0"}};
-    const test::TuningFolder folder(keys);
-    if (odd) {
-      ASSERT_EQ(zolt_mfInitialize(&session, folder.path().c_str(), &hooks), 0);
-      std::swap(session, driver.session);
-      zolt_mfUnInitialize(session);
-    }
-    test::Frame frame = test::TexturedFrame(264, 272);
-    for (int tag = 0; tag < 3; ++tag) {
-      test::AddNoise(&frame, 4.0, static_cast<uint32_t>(tag));
-      ASSERT_EQ(driver.Frame(frame.bytes, tag, 3), 0);
-    }
-    results[odd ? 1 : 0] = driver.result;
-  }
-  EXPECT_EQ(results[0], results[1]);
 }
 
 /// A planar frame in the caller's layout.
