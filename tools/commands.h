@@ -13,6 +13,9 @@ void AddCompareCommand(CLI::App& app, std::ostream& out);
 void AddMeasureCommand(CLI::App& app, std::ostream& out);
 void AddReportCommand(CLI::App& app, std::ostream& out);
 
+/// The same, and the exit code goes to `*exit_code`: some of the bursts may have failed.
+void AddBatchCommand(CLI::App& app, int* exit_code, std::ostream& out);
+
 /// The whole program: parses, runs, prints errors to `err`, returns the exit code (errors.h).
 int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostream& err);
 

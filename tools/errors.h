@@ -8,9 +8,11 @@ namespace zolt {
 /// What zolt-burst tells the shell.
 enum ExitCode : int {
   kExitDone = 0,
-  kExitUsage = 1,    // an option or the set of frames makes no sense
-  kExitFile = 2,     // a file can't be read or written
-  kExitRefused = 3,  // the library did not take the burst
+  kExitUsage = 1,       // an option or the set of frames makes no sense
+  kExitFile = 2,        // a file can't be read or written
+  kExitRefused = 3,     // the library did not take the burst
+  kExitSomeFailed = 4,  // of many bursts
+  kExitStopped = 130,   // by Ctrl-C, as shells have it
 };
 
 /// Ends a command: the text goes to standard error as it is, the code to the shell.

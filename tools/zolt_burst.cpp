@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* kFooter =
     R"(Exit codes: 0 done, 1 bad usage, 2 a file can't be read or written, 3 the library refused; config-check
-also has 4, findings, and tune 130, stopped.
+also has 4, findings, batch 4, some bursts failed, and batch and tune 130, stopped.
 'zolt-burst SUBCOMMAND --help' has examples.)";
 
 }  // namespace
@@ -26,6 +26,7 @@ int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostr
     AddCompareCommand(app, out);
     AddMeasureCommand(app, out);
     AddReportCommand(app, out);
+    AddBatchCommand(app, &exit_code, out);
     AddConfigCheckCommand(app, &exit_code, out);
     AddTuneCommand(app, &exit_code, out);
     app.parse(argc, argv);

@@ -14,7 +14,7 @@ namespace {
 using ZoltBurst = ToolProgram;
 
 TEST_F(ZoltBurst, HelpHasExamplesAndBadUsageEndsWith1) {
-  for (const char* command : {"denoise", "simulate", "compare", "report"}) {
+  for (const char* command : {"denoise", "simulate", "compare", "report", "batch"}) {
     EXPECT_EQ(Run({command, "--help"}), kExitDone);
     EXPECT_NE(out_.find("Examples:"), std::string::npos) << command;
   }
