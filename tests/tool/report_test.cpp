@@ -1,6 +1,6 @@
 // The page of 'zolt-burst report', taken apart again: what it shows has to be the pictures and the figures.
+#include <cstring>
 #include <nlohmann/json.hpp>
-#include <regex>
 
 extern "C" {
 #include <libavutil/base64.h>
@@ -52,6 +52,13 @@ bool Same(const RgbPicture& a, const RgbPicture& b) {
   return a.width == b.width && a.height == b.height && a.rgb == b.rgb;
 }
 
+std::vector<size_t> Places(const std::string& text, const std::string& word) {
+  std::vector<size_t> places;
+  for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1))
+    places.push_back(at);
+  return places;
+}
+
 TEST_F(Report, ShowsThePicturesAndFiguresOfDenoiseAndCompare) {
   Simulate({"--ghost"});
   ReportSettings settings = Settings();
@@ -90,11 +97,13 @@ TEST_F(Report, ThePageNeedsNothingElse) {
   Simulate();
   ASSERT_EQ(Make({Path("burst"), "--width", "128"}), kExitDone) << err_;
   const std::string html = Html();
-  const std::regex source(R"re((src|href)="([^"]{0,12}))re");
   size_t sources = 0;
-  for (std::sregex_iterator it(html.begin(), html.end(), source); it != std::sregex_iterator();
-       ++it, ++sources) {
-    EXPECT_EQ((*it)[2].str().substr(0, 5), "data:") << it->str();
+  for (const char* attribute : {"src=\"", "href=\""}) {
+    for (const size_t at : Places(html, attribute)) {
+      ++sources;
+      const std::string target = html.substr(at + std::strlen(attribute), 5);
+      EXPECT_EQ(target, "data:") << html.substr(at, 40);
+    }
   }
   EXPECT_GT(sources, 10u);
   for (const char* trace : {"{{", "}}", "http:", "https:", "url(", "@import"}) {
@@ -102,8 +111,7 @@ TEST_F(Report, ThePageNeedsNothingElse) {
   }
   EXPECT_NE(html.find("width=\"128\""), std::string::npos);
   EXPECT_NE(html.find("Against the truth"), std::string::npos);
-  const std::regex band("/Config/NoiseReduction/ISO[1-8]/lumaLF");
-  EXPECT_EQ(std::distance(std::sregex_iterator(html.begin(), html.end(), band), std::sregex_iterator()), 1);
+  EXPECT_EQ(Places(html, "/lumaHF1<").size(), 1u);
 }
 
 TEST_F(Report, NamesAreTextAndNoMarkup) {
