@@ -49,6 +49,16 @@ std::vector<TuneKey> PlainKeys() {
   return TuneKeys(TuneGroup::kGhost) + TuneKeys(TuneGroup::kSpatial);
 }
 
+// The filter's luma and chroma don't act on each other: two short searches find more than one over all keys.
+std::vector<TuneKey> SpatialKeys(bool chroma) {
+  std::vector<TuneKey> keys = TuneKeys(TuneGroup::kSpatial);
+  const auto other = [chroma](const TuneKey& key) {
+    return chroma != (key.scale >= 0 || key.member == &IsoBand::chromaS);
+  };
+  keys.erase(std::remove_if(keys.begin(), keys.end(), other), keys.end());
+  return keys;
+}
+
 TuneScore FirstFrames(const std::vector<const TuneBurst*>& bursts, int border) {
   std::vector<TuneScore> scores;
   for (const TuneBurst* burst : bursts) {
@@ -171,15 +181,15 @@ void TuneBands::TunePlain(int band, const Bursts& bursts) {
   TuneWorkers workers = StartWorkers(bursts);
   const TuneScore before = MeanScore(workers.Evaluate(config_, TuneWorkers::Depth::kResult));
   const std::vector<TuneKey> ghost = TuneKeys(TuneGroup::kGhost);
-  const std::vector<TuneKey> spatial = TuneKeys(TuneGroup::kSpatial);
   const int fifth = std::max(1, settings_.evaluations / 5);
   merged_luma_.clear();
   ChooseStart(band, &workers);
   RunPhase({"ghost keys", band, &workers, kMergedPlace, ghost, 0.2, fifth});
   KeepMerged(&workers);
-  RunPhase({"spatial keys", band, &workers, kResultPlace, spatial, 0.2, 3 * fifth});
+  RunPhase({"luma keys", band, &workers, kResultPlace, SpatialKeys(false), 0.2, 2 * fifth});
+  RunPhase({"chroma keys", band, &workers, kResultPlace, SpatialKeys(true), 0.2, fifth});
   TryMedian(band, &workers);
-  RunPhase({"all keys", band, &workers, kResultPlace, spatial + ghost, 0.06, fifth});
+  RunPhase({"all keys", band, &workers, kResultPlace, PlainKeys(), 0.06, fifth});
   const TuneScore after = MeanScore(workers.Evaluate(config_, TuneWorkers::Depth::kResult));
   tuned_[band] = true;
   Tell(band, bursts, before, after);
