@@ -44,7 +44,8 @@ std::vector<TuneKey> AllKeys() {
       Spatial("lumaHF1", -128, 0, &IsoBand::lumaHF1),
       Spatial("lumaHF2", -128, 0, &IsoBand::lumaHF2),
       Spatial("lumaHF3", -128, 0, &IsoBand::lumaHF3),
-      Spatial("detail", -128, 0, &IsoBand::detail),
+      // Near 0 the share jumps back to all of it.
+      Spatial("detail", -128, -12, &IsoBand::detail),
       // Higher, the stronger filter for few frames would wrap round to none.
       Spatial("chromaS", -100, -40, &IsoBand::chromaS),
   };
@@ -54,7 +55,7 @@ std::vector<TuneKey> AllKeys() {
   for (int scale = 0; scale < kScales; ++scale)
     keys.push_back({kNames[scale], TuneGroup::kSpatial, 0, 400, 1, true, nullptr, scale});
   keys.push_back(Fusion("fusion_low", 569, true, &IsoBand::fusion_low));
-  keys.push_back(Fusion("fusion_high", 16383, true, &IsoBand::fusion_high));
+  keys.push_back(Fusion("fusion_high", 2048, true, &IsoBand::fusion_high));
   keys.push_back(Fusion("detailRestore", 128, false, &IsoBand::detailRestore));
   keys.push_back(Fusion("SaturationGain", 32, false, &IsoBand::SaturationGain));
   // More leaves specks along hard edges, which a mean over the picture hardly sees.
