@@ -27,18 +27,19 @@ TuneKey Fusion(const char* name, int high, bool ratio, int32_t IsoBand::*member)
   return {name, TuneGroup::kFusion, 0, high, 1, ratio, member, -1};
 }
 
-// Parallax and changing light, which simulated bursts lack, count as motion below these: of a real hand-held
-// burst of eight frames, a luma threshold of 8 grey levels loses one frame, 6 lose four.
-constexpr int kLowestLuma = 10;
-constexpr int kLowestChroma = 7;
+// Parallax and changing light, which simulated bursts lack, count as motion below the lowest: of a real
+// hand-held burst of eight frames, a luma threshold of 8 grey levels loses one frame, 6 lose four. Above the
+// highest, dark things that move would smear, which simulated bursts, whose object is bright, don't tell.
+constexpr int kLowestLuma = 10, kHighestLuma = 16;
+constexpr int kLowestChroma = 7, kHighestChroma = 20;
 
 std::vector<TuneKey> AllKeys() {
   std::vector<TuneKey> keys = {
-      Ghost("lumaTH_Low", kLowestLuma, 50, true, &IsoBand::lumaTH_Low),
-      Ghost("lumaTH_High", kLowestLuma, 50, true, &IsoBand::lumaTH_High),
+      Ghost("lumaTH_Low", kLowestLuma, kHighestLuma, true, &IsoBand::lumaTH_Low),
+      Ghost("lumaTH_High", kLowestLuma, kHighestLuma, true, &IsoBand::lumaTH_High),
       Ghost("lumaNoiseTH", 0, 255, false, &IsoBand::lumaNoiseTH),
-      Ghost("chromaTH_Low", kLowestChroma, 50, true, &IsoBand::chromaTH_Low),
-      Ghost("chromaTH_High", kLowestChroma, 50, true, &IsoBand::chromaTH_High),
+      Ghost("chromaTH_Low", kLowestChroma, kHighestChroma, true, &IsoBand::chromaTH_Low),
+      Ghost("chromaTH_High", kLowestChroma, kHighestChroma, true, &IsoBand::chromaTH_High),
       Ghost("chromaNoiseTH", 96, 192, false, &IsoBand::chromaNoiseTH),
       Spatial("lumaLF", -100, -70, &IsoBand::lumaLF),
       Spatial("lumaHF1", -128, 0, &IsoBand::lumaHF1),
