@@ -11,14 +11,13 @@
 #include <sstream>
 
 #include "burst_frames.h"
-#include "commands.h"
 #include "config_check.h"
 #include "denoise_run.h"
 #include "file_io.h"
 #include "media_read.h"
 #include "media_write.h"
 #include "quality.h"
-#include "tool_folder.h"
+#include "tool_program.h"
 #include "tune_burst.h"
 #include "tune_command.h"
 #include "tune_file.h"
@@ -31,19 +30,8 @@
 namespace zolt {
 namespace {
 
-class Tune : public ToolFolder {
+class Tune : public ToolProgram {
  protected:
-  int Run(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "zolt-burst");
-    std::vector<const char*> argv;
-    for (const std::string& a : arguments) argv.push_back(a.c_str());
-    std::ostringstream out, err;
-    const int code = RunZoltBurst(static_cast<int>(argv.size()), argv.data(), out, err);
-    out_ = out.str();
-    err_ = err.str();
-    return code;
-  }
-
   std::string Simulate(const std::string& name, int frames, int iso, std::vector<std::string> more = {},
                        const std::string& crop = "264x256") {
     std::vector<std::string> arguments = {
@@ -68,8 +56,6 @@ class Tune : public ToolFolder {
     WriteWhole(Path("start/multiframe.xml"), TuneFileText(config, {}));
     return Path("start");
   }
-
-  std::string out_, err_;
 };
 
 // Sends this process Ctrl-C as soon as somebody listens; before that it would end the test. By a timer and
