@@ -145,6 +145,58 @@ TEST(SpatialStage, WithFiltersOffStripesDontShow) {
   }
 }
 
+// Coring stays inside the overlaps; the recursion's memory reaches on, but fades.
+TEST(SpatialStage, WithFiltersOnOnlyRowsNearSeamsDiffer) {
+  const int w = 512, h = 768, quarter = h / 4;
+  for (const SpatialLevel level : kLevels) {
+    for (const bool coring_alone : {false, true}) {
+      Burst striped(w, h), whole(w, h);
+      for (Burst* burst : {&striped, &whole}) {
+        if (coring_alone) burst->context.nr.lumaLF = -100;
+      }
+      ASSERT_EQ(striped.Run(level), 0);
+      ASSERT_EQ(whole.RunUnstriped(level), 0);
+      if (coring_alone) {
+        EXPECT_TRUE(RowsThatDiffer(striped.frame, whole.frame, 0).empty());
+        continue;
+      }
+      int near_seams = 0, far_from_seams = 0;
+      for (int i = 0; i < w * h; ++i) {
+        const int difference = std::abs(striped.frame.bytes[i] - whole.frame.bytes[i]);
+        EXPECT_LE(difference, 8);
+        const int to_seam = std::min(i / w % quarter, quarter - i / w % quarter);
+        (to_seam < 48 || i / w < 48 || i / w >= h - 48 ? near_seams : far_from_seams) += difference;
+      }
+      EXPECT_GT(near_seams, 1000);
+      EXPECT_LT(far_from_seams, near_seams / 20);
+    }
+  }
+}
+
+// On a gentle noisy ramp the mean step from row to row must not stand out at the borders of the stripes. One
+// grey level is what a ramp without noise left in it steps by now and then.
+TEST(SpatialStage, NoStepAtTheSeamsOfAGradient) {
+  const int w = 512, h = 768;
+  for (const SpatialLevel level : kLevels) {
+    Burst burst(w, h);
+    burst.frame = GradientFrame(w, h, 48);
+    test::AddNoise(&burst.frame, 4.0, 11);
+    burst.context.nr.enhancementLevel = 0;
+    ASSERT_EQ(burst.Run(level), 0);
+    const YuvImage image = burst.frame.image();
+    const auto step = [](const uint8_t* plane, int columns, int row) {
+      double sum = 0;
+      for (int x = 0; x < columns; ++x) sum += plane[row * columns + x] - plane[(row - 1) * columns + x];
+      return std::abs(sum / columns);
+    };
+    for (int seam = h / 4; seam < h; seam += h / 4) {
+      EXPECT_LT(step(image.y, w, seam), 0.5) << seam;
+      EXPECT_LT(step(image.u, w / 2, seam / 2), 1.0) << seam;
+      EXPECT_LT(step(image.v, w / 2, seam / 2), 1.0) << seam;
+    }
+  }
+}
+
 TEST(SpatialStage, TakesNoiseAwayFromEveryPlane) {
   const int w = 512, h = 512;
   const Frame clean = GradientFrame(w, h, 6);
