@@ -1,7 +1,10 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <ostream>
+
+namespace CLI {
+class App;
+}
 
 namespace zolt {
 

@@ -1,10 +1,13 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <iostream>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace zolt {
 

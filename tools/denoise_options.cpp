@@ -1,5 +1,6 @@
 #include "denoise_options.h"
 
+#include <CLI/CLI.hpp>
 #include <charconv>
 #include <map>
 #include <utility>

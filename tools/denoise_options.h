@@ -1,11 +1,14 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
 #include "burst_frames.h"
 #include "denoise_run.h"
+
+namespace CLI {
+class App;
+}
 
 namespace zolt {
 

@@ -1,5 +1,6 @@
 #include "tune_command.h"
 
+#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
 

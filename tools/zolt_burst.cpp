@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <new>
 
 #include "commands.h"

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -41,8 +42,7 @@ class ConfigCheck : public testing::Test {
 };
 
 TEST_F(ConfigCheck, TheShippedFileIsFineAndComplete) {
-  const std::filesystem::path here = std::filesystem::path(__FILE__).parent_path();
-  const ConfigReport report = CheckConfig((here / "../../config/multiframe.xml").string());
+  const ConfigReport report = CheckConfig(ZOLT_SOURCE_DIR "/config/multiframe.xml");
   EXPECT_EQ(report.verdict, kConfigFine);
   for (const ConfigFinding& f : report.findings) ADD_FAILURE() << f.kind << " " << f.path << " " << f.message;
   EXPECT_EQ(report.keys.size(), 184u);
