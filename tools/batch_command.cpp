@@ -8,6 +8,7 @@
 #include "batch_run.h"
 #include "commands.h"
 #include "errors.h"
+#include "parallel.h"
 
 namespace zolt {
 namespace {

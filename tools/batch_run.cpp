@@ -1,7 +1,6 @@
 #include "batch_run.h"
 
 #include <poll.h>
-#include <sched.h>
 #include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,7 +11,6 @@
 #include <cmath>
 #include <cstring>
 #include <list>
-#include <thread>
 
 #include "batch_process.h"
 #include "errors.h"
@@ -213,12 +211,6 @@ class Batch {
 };
 
 }  // namespace
-
-int UsableProcessors() {
-  cpu_set_t set;
-  if (sched_getaffinity(0, sizeof set, &set) == 0) return std::max(1, CPU_COUNT(&set));
-  return static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-}
 
 BatchTally RunBatch(const std::vector<BatchJob>& jobs, const BatchSettings& settings, BatchResults* results) {
   return Batch(jobs, settings, results).Run();

@@ -22,9 +22,6 @@ struct BatchTally {
   bool stopped = false;  // by a signal; what was running then has no result
 };
 
-/// Processors that this process may use: of a share of the machine no more than the share.
-int UsableProcessors();
-
 /// Runs 'denoise' once for each job, in a process of its own, and adds a record of each to `results` as it
 /// ends. SIGINT, SIGTERM and SIGHUP end the running processes and the batch; a second one kills them.
 BatchTally RunBatch(const std::vector<BatchJob>& jobs, const BatchSettings& settings, BatchResults* results);

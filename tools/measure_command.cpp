@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 #include "commands.h"
 #include "denoise_run.h"
 #include "errors.h"
+#include "parallel.h"
 #include "progress.h"
 #include "tune_burst.h"
 #include "tune_file.h"
@@ -28,7 +28,7 @@ struct Options {
   std::vector<std::string> folders;
   std::string config_folder;
   TuneBurstNeeds needs;
-  int jobs = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  int jobs = UsableProcessors();
   bool json = false;
 };
 

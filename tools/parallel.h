@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sched.h>
+
 #include <algorithm>
 #include <atomic>
 #include <exception>
@@ -9,8 +11,15 @@
 
 namespace zolt {
 
-/// Calls work(i) once for each i in [0, n), on as many threads as there are processors. Which thread takes
-/// which i is open. After an exception no new i is begun; the first one is thrown again here.
+/// Processors that this process may use: an affinity set by taskset or a batch system counts.
+inline int UsableProcessors() {
+  cpu_set_t set;
+  if (sched_getaffinity(0, sizeof set, &set) == 0) return std::max(1, CPU_COUNT(&set));
+  return static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+}
+
+/// Calls work(i) once for each i in [0, n), on as many threads as there are processors to use. Which thread
+/// takes which i is open. After an exception no new i is begun; the first one is thrown again here.
 template <typename Work>
 void ParallelFor(int n, const Work& work) {
   std::atomic<int> next{0};
@@ -28,7 +37,7 @@ void ParallelFor(int n, const Work& work) {
     }
   };
   std::vector<std::thread> helpers;
-  const int count = std::min<int>(n, static_cast<int>(std::max(1u, std::thread::hardware_concurrency()))) - 1;
+  const int count = std::min(n, UsableProcessors()) - 1;
   for (int i = 0; i < count; ++i) {
     try {
       helpers.emplace_back(run);

@@ -8,9 +8,9 @@
 #include <iomanip>
 #include <limits>
 #include <sstream>
-#include <thread>
 
 #include "config/iso_selection.h"
+#include "parallel.h"
 #include "tune_search.h"
 
 namespace zolt {
@@ -83,8 +83,7 @@ struct TuneBands::Phase {
 TuneBands::TuneBands(const TuneSettings& settings, const std::vector<TuneBurst>& bursts,
                      const MfConfig& start, TuneState* state, std::ostream& out)
     : settings_(settings), bursts_(bursts), config_(start), state_(state), out_(out) {
-  if (settings_.jobs <= 0)
-    settings_.jobs = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  if (settings_.jobs <= 0) settings_.jobs = UsableProcessors();
   for (int band = 0; band < kIsoBands; ++band)
     notes_.bands[band] = BandRange(band, config_) + ": as in the file that the tuning started from";
 }

@@ -6,6 +6,7 @@
 #include "config/iso_selection.h"
 #include "denoise_run.h"
 #include "raw_frame.h"
+#include "session/frame_pipeline.h"
 #include "session/memory_plan.h"
 #include "session/mf_session.h"
 #include "session/multi_denoise.h"
@@ -88,7 +89,6 @@ void TunePipeline::MergeUnder(const MfConfig& config) {
 void TunePipeline::Filter(const MfConfig& config, std::vector<uint8_t>* image) {
   const int width = burst_.padded_width;
   const int height = burst_.padded_height;
-  const IsoParameters p = SelectIsoParameters(burst_.iso, config);
   const YuvImage output = PlanarImage(image->data(), width, height);
   uint32_t moved = static_cast<uint32_t>(width) * static_cast<uint32_t>(height);
   int32_t folded = kept_.folded;
@@ -99,30 +99,14 @@ void TunePipeline::Filter(const MfConfig& config, std::vector<uint8_t>* image) {
   frame.context.fusionScratch = scratch_.data();
   frame.context.fusionScratchSize = scratch_.size();
   NrParameters& nr = frame.context.nr;
+  nr = TunedNrParameters(SelectIsoParameters(burst_.iso, config));
   nr.weightMap = kept_.weights.data();
   nr.frameTotal = static_cast<uint8_t>(burst_.total());
-  nr.lumaMed = p.nr.lumaMed;
-  nr.lumaLF = p.nr.lumaLF;
-  nr.lumaHF1 = p.nr.lumaHF1;
-  nr.lumaHF2 = p.nr.lumaHF2;
-  nr.lumaHF3 = p.nr.lumaHF3;
-  nr.chromaS = p.nr.chromaS;
-  nr.detail = p.nr.detail;
-  nr.chromaNrLUT = p.chromaNrLUT;
   nr.iirImgNum = &folded;
-  nr.stageSwitchA = 1;
-  nr.stageSwitchB = 1;
   nr.lastFrame = 1;
   nr.iso = burst_.iso;
   nr.peakLevel = kept_.peak_level;
   nr.lumaLevel = kept_.luma_level;
-  nr.enhancementLevel = p.enhancement.enhancementLevel;
-  nr.chromaDetail = p.enhancement.chromaDetail;
-  nr.LumaEnhancementFlag = p.enhancement.LumaEnhancementFlag;
-  nr.maxGain = p.enhancement.maxGain;
-  nr.chromaGain = p.enhancement.chromaGain;
-  nr.lumaTH = p.enhancement.lumaTH;
-  nr.peakTH = p.enhancement.peakTH;
   FrameWatch watch;
   const int32_t code = MultiDeNoise(&frame, output, &watch);
   if (code != ZOLT_MF_OK) throw LibraryRefused(code, burst_.folder);

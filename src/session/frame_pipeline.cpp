@@ -106,35 +106,16 @@ uint8_t BlendWeight(int32_t frame_total) {
 
 NrParameters MakeNrParameters(const MfSession& session, FrameRole role, const MotionModel& model,
                               int32_t* folded_frames) {
-  const NRPara& para = session.parameters.nr;
-  const EnhancementPara& enhancement = session.parameters.enhancement;
-  NrParameters nr = {};
+  NrParameters nr = TunedNrParameters(session.parameters);
   nr.blendWeight = BlendWeight(session.frameTotal);
   nr.weightMap = session.Region(kWeightMap);
   nr.frameTotal = static_cast<uint8_t>(session.frameTotal);
-  nr.lumaMed = para.lumaMed;
-  nr.lumaLF = para.lumaLF;
-  nr.lumaHF1 = para.lumaHF1;
-  nr.lumaHF2 = para.lumaHF2;
-  nr.lumaHF3 = para.lumaHF3;
-  nr.chromaS = para.chromaS;
-  nr.detail = para.detail;
-  nr.chromaNrLUT = session.parameters.chromaNrLUT;
   nr.iirImgNum = folded_frames;
-  nr.stageSwitchA = 1;
-  nr.stageSwitchB = 1;
   nr.firstFrame = role.first ? 1 : 0;
   nr.lastFrame = role.last ? 1 : 0;
   nr.iso = session.iso;
   nr.peakLevel = model.peakLevel;
   nr.lumaLevel = model.lumaLevel;
-  nr.enhancementLevel = enhancement.enhancementLevel;
-  nr.chromaDetail = enhancement.chromaDetail;
-  nr.LumaEnhancementFlag = enhancement.LumaEnhancementFlag;
-  nr.maxGain = enhancement.maxGain;
-  nr.chromaGain = enhancement.chromaGain;
-  nr.lumaTH = enhancement.lumaTH;
-  nr.peakTH = enhancement.peakTH;
   return nr;
 }
 
@@ -198,6 +179,30 @@ int32_t RunStages(MfSession* session, FrameRole role, const YuvImage& output, Fr
 }
 
 }  // namespace
+
+NrParameters TunedNrParameters(const IsoParameters& parameters) {
+  const NRPara& para = parameters.nr;
+  const EnhancementPara& enhancement = parameters.enhancement;
+  NrParameters nr = {};
+  nr.lumaMed = para.lumaMed;
+  nr.lumaLF = para.lumaLF;
+  nr.lumaHF1 = para.lumaHF1;
+  nr.lumaHF2 = para.lumaHF2;
+  nr.lumaHF3 = para.lumaHF3;
+  nr.chromaS = para.chromaS;
+  nr.detail = para.detail;
+  nr.chromaNrLUT = parameters.chromaNrLUT;
+  nr.stageSwitchA = 1;
+  nr.stageSwitchB = 1;
+  nr.enhancementLevel = enhancement.enhancementLevel;
+  nr.chromaDetail = enhancement.chromaDetail;
+  nr.LumaEnhancementFlag = enhancement.LumaEnhancementFlag;
+  nr.maxGain = enhancement.maxGain;
+  nr.chromaGain = enhancement.chromaGain;
+  nr.lumaTH = enhancement.lumaTH;
+  nr.peakTH = enhancement.peakTH;
+  return nr;
+}
 
 int32_t CornerMotion(const float homography[9], int32_t width, int32_t height) {
   const float* h = homography;
