@@ -35,6 +35,28 @@ TEST(ChromaShrink, StaysInItsPlanes) {
   }
 }
 
+// A grey level is 128 in Q7: within half a level no detail of the finest scale reaches 76, and what the
+// levels take apart comes together again. The last five columns, behind the whole blocks, round a zero
+// threshold up to 4.
+TEST(ChromaShrink, ZeroThresholdsReturnSmallDetailsInWholeBlocks) {
+  const int w = 69, h = 32;
+  const int64_t area = int64_t{w} * h;
+  const Bytes edge = test::RandomPlane<uint8_t>(area), weights = test::RandomPlane<uint8_t>(area);
+  const Samples before = test::RandomPlane<int16_t>(area, 70, 16000);
+  Samples plane = before, work(3 * before.size());
+  std::vector<uint16_t> noise(before.size());
+  Bytes low_pass(before.size());
+  const std::vector<int32_t> zeros(40, 0);
+  ChromaShrinkFirst(plane.data(), edge.data(), weights.data(), w, h, ChromaSettingsFromStrength(0, 1228), 6,
+                    noise.data(), work.data(), zeros.data(), low_pass.data());
+  for (size_t i = 0; i < plane.size(); ++i) {
+    if (i % 69 < 64) {
+      ASSERT_EQ(plane[i], before[i]) << i;
+    }
+  }
+  EXPECT_NE(plane, before);
+}
+
 TEST(ChromaSettings, FollowTheStrength) {
   struct Row {
     int32_t strength, a, b, floor, g;

@@ -8,6 +8,7 @@
 #include "base/result_codes.h"
 #include "fusion/wavelet_detail_fusion.h"
 #include "support/log_lines.h"
+#include "support/stage_doubles.h"
 #include "support/started_pool.h"
 #include "support/test_hooks.h"
 #include "support/test_planes.h"
@@ -149,6 +150,31 @@ TEST(ExposureFusion, TooMuchGhostHandsTheImageBack) {
   burst.para.ChromaFusionFlag = 1;
   burst.para.registered = 0;
   EXPECT_EQ(burst.Run(), 0) << "nor for a frame that could not be aligned";
+}
+
+// Half size has 128 x 128 = 16384 pixels: up to a third of them chroma is mixed, up to seven eighths nothing
+// of the last frame's bands enters, above that there is no fusion.
+TEST(ExposureFusion, TheCountOfMovedPixelsHasThreeOutcomesWithExactLimits) {
+  const auto fused = [](uint32_t moved, int32_t expected) {
+    test::StageDoubles doubles;
+    doubles.ghost = [moved](GhostStageInput*, const GhostMask& mask) {
+      *mask.count = moved;
+      return 0;
+    };
+    Burst burst(256, 256);
+    burst.para.ChromaFusionFlag = 1;
+    const Frame before = burst.image;
+    EXPECT_EQ(burst.Run(), expected) << moved;
+    if (expected != 0) {
+      EXPECT_EQ(burst.image.bytes, before.bytes);
+    }
+    return burst.image.bytes;
+  };
+  const std::vector<uint8_t> mixed = fused(0, 0), kept = fused(5462, 0);
+  EXPECT_EQ(fused(5461, 0), mixed);
+  EXPECT_NE(kept, mixed);
+  EXPECT_EQ(fused(14336, 0), kept);
+  fused(14337, kTooMuchGhost);
 }
 
 TEST(ExposureFusion, AStillDarkSceneTakesTheLastFrameAlone) {

@@ -84,6 +84,34 @@ TEST_F(GhostDetectionTest, NegativeLimitsMarkEveryPixelOfIdenticalFrames) {
   }
 }
 
+TEST_F(GhostDetectionTest, AMovingSquareIsCoveredAndTheRestOfTheMapStaysEmpty) {
+  // The last square lies across the seam of two bands, the one before in a corner.
+  const struct {
+    int w, h, x, y, side;
+  } cases[] = {
+      {248, 200, 100, 60, 48}, {392, 408, 40, 30, 60}, {400, 400, 0, 0, 40}, {400, 392, 172, 180, 64}};
+  for (const auto& c : cases) {
+    Frames(c.w, c.h);
+    for (int y = c.y; y < c.y + c.side; ++y) {
+      for (int x = c.x; x < c.x + c.side; ++x) aligned.bytes[y * c.w + x] ^= 128;
+    }
+    ASSERT_EQ(Detect(), 0);
+    // The low-pass reaches 3 mask pixels, the closed dilation 4: 7 of them, and one more for smoothing and
+    // upscale.
+    const int reach = 4 * 9;
+    for (int i = 0; i < c.w * c.h; ++i) {
+      const int x = i % c.w, y = i / c.w;
+      const bool inside = x >= c.x && x < c.x + c.side && y >= c.y && y < c.y + c.side;
+      const bool far =
+          x < c.x - reach || x >= c.x + c.side + reach || y < c.y - reach || y >= c.y + c.side + reach;
+      ASSERT_TRUE(!inside || map[i] == 255) << x << "," << y;
+      ASSERT_TRUE(!far || map[i] == 0) << x << "," << y;
+    }
+    EXPECT_GE(count, static_cast<uint32_t>(c.side * c.side));
+    EXPECT_LE(count, static_cast<uint32_t>((c.side + 60) * (c.side + 60)));
+  }
+}
+
 TEST_F(GhostDetectionTest, AChangeInChromaAloneIsMappedByBothFormsAndCountedByTheBands) {
   for (const auto& [w, h] : {std::pair{248, 248}, {392, 408}}) {
     for (const bool in_v : {false, true}) {
