@@ -26,6 +26,9 @@ photographs that the tuning did not see: {photographs}. All figures are against 
 - *Ideal mean*: the mean of the same number of frames taken from a tripod, all in place. No averaging does better.
 - *Merge alone*: the library's frames, aligned and folded together, before any filter.
 - *Result*: what the library returns.
+
+Where the merge lies below the first frame, it is soft: frames are interpolated, and in fine texture that costs more
+than the little noise of low ISOs. docs/tune.md tells how a camera that does not fuse avoids it.
 """
 
 

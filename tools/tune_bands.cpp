@@ -45,18 +45,8 @@ double CentreIso(int band, const MfConfig& config) {
   return std::max(2.0 * config.bands[band - 1].isovalue, double(iso));
 }
 
-std::vector<TuneKey> PlainKeys() {
-  return TuneKeys(TuneGroup::kGhost) + TuneKeys(TuneGroup::kSpatial);
-}
-
-// The filter's luma and chroma don't act on each other: two short searches find more than one over all keys.
-std::vector<TuneKey> SpatialKeys(bool chroma) {
-  std::vector<TuneKey> keys = TuneKeys(TuneGroup::kSpatial);
-  const auto other = [chroma](const TuneKey& key) {
-    return chroma != (key.scale >= 0 || key.member == &IsoBand::chromaS);
-  };
-  keys.erase(std::remove_if(keys.begin(), keys.end(), other), keys.end());
-  return keys;
+std::vector<TuneKey> PlainKeys(bool with_fusion) {
+  return GhostKeys(with_fusion) + LumaKeys() + ChromaKeys();
 }
 
 TuneScore FirstFrames(const std::vector<const TuneBurst*>& bursts, int border) {
@@ -108,9 +98,9 @@ void TuneBands::Show(const std::string& text) const {
 double TuneBands::ValueOf(const MfConfig& config, const std::string& place, int band, TuneWorkers* workers) {
   const bool merged = place == kMergedPlace;
   const IsoBand& values = config.bands[band];
-  std::string point = TextOf(ValuesOf(TuneKeys(TuneGroup::kGhost), values));
+  std::string point = TextOf(ValuesOf(GhostKeys(settings_.fusion), values));
   if (!merged) {
-    const auto rest = TuneKeys(TuneGroup::kSpatial) + TuneKeys(TuneGroup::kFusion);
+    const auto rest = LumaKeys() + ChromaKeys() + FusionKeys();
     point += "," + TextOf(ValuesOf(rest, values)) + "," + std::to_string(values.lumaMed);
   }
   const std::string band_place = BandName(band) + " " + place;
@@ -156,7 +146,7 @@ void TuneBands::RunPhase(const Phase& phase) {
 
 // The band starts as in the file, or as the band before it came out, whichever is better.
 void TuneBands::ChooseStart(int band, TuneWorkers* workers) {
-  const std::vector<TuneKey> keys = PlainKeys();
+  const std::vector<TuneKey> keys = PlainKeys(settings_.fusion);
   IsoBand& own = config_.bands[band];
   SetValues(keys, ValuesOf(keys, own), &own);  // on the grid of the search
   int before = band - 1;
@@ -179,16 +169,16 @@ void TuneBands::TryMedian(int band, TuneWorkers* workers) {
 void TuneBands::TunePlain(int band, const Bursts& bursts) {
   TuneWorkers workers = StartWorkers(bursts);
   const TuneScore before = MeanScore(workers.Evaluate(config_, TuneWorkers::Depth::kResult));
-  const std::vector<TuneKey> ghost = TuneKeys(TuneGroup::kGhost);
   const int fifth = std::max(1, settings_.evaluations / 5);
   merged_luma_.clear();
   ChooseStart(band, &workers);
-  RunPhase({"ghost keys", band, &workers, kMergedPlace, ghost, 0.2, fifth});
+  RunPhase({"ghost keys", band, &workers, kMergedPlace, GhostKeys(settings_.fusion), 0.2, fifth});
   KeepMerged(&workers);
-  RunPhase({"luma keys", band, &workers, kResultPlace, SpatialKeys(false), 0.2, 2 * fifth});
-  RunPhase({"chroma keys", band, &workers, kResultPlace, SpatialKeys(true), 0.2, fifth});
+  // The filter's luma and chroma don't act on each other: two short searches find more than a long one.
+  RunPhase({"luma keys", band, &workers, kResultPlace, LumaKeys(), 0.2, 2 * fifth});
+  RunPhase({"chroma keys", band, &workers, kResultPlace, ChromaKeys(), 0.2, fifth});
   TryMedian(band, &workers);
-  RunPhase({"all keys", band, &workers, kResultPlace, PlainKeys(), 0.06, fifth});
+  RunPhase({"all keys", band, &workers, kResultPlace, PlainKeys(settings_.fusion), 0.06, fifth});
   const TuneScore after = MeanScore(workers.Evaluate(config_, TuneWorkers::Depth::kResult));
   tuned_[band] = true;
   Tell(band, bursts, before, after);
@@ -199,8 +189,7 @@ void TuneBands::TuneFusion(int band, const Bursts& bursts) {
   TuneWorkers workers = StartWorkers(bursts);
   merged_luma_.clear();
   const TuneScore before = MeanScore(workers.Evaluate(config_, TuneWorkers::Depth::kResult));
-  RunPhase(
-      {"fusion keys", band, &workers, kFusedPlace, TuneKeys(TuneGroup::kFusion), 0.2, settings_.evaluations});
+  RunPhase({"fusion keys", band, &workers, kFusedPlace, FusionKeys(), 0.2, settings_.evaluations});
   const TuneScore after = MeanScore(workers.Evaluate(config_, TuneWorkers::Depth::kResult));
   const std::string text = "fusion tuned on " + std::to_string(bursts.size()) + " bursts: luma " +
                            Decibels(before.result.psnr_luma) + " to " + Decibels(after.result.psnr_luma) +
@@ -261,7 +250,7 @@ void TuneBands::Tell(int band, const Bursts& bursts, const TuneScore& before, co
 
 // Bands that no burst reached, between two that were tuned: linear in the logarithm of ISO.
 void TuneBands::FillGaps() {
-  const std::vector<TuneKey> keys = PlainKeys();
+  const std::vector<TuneKey> keys = PlainKeys(settings_.fusion);
   for (int band = 0; band < kIsoBands; ++band) {
     int below = band, above = band;
     while (below >= 0 && !tuned_[below]) --below;

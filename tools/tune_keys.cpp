@@ -14,54 +14,28 @@ double Scaled(double value, bool ratio) {
   return ratio ? std::log(value + 1) : value;
 }
 
+// Of motion, in grey levels. Above the highest, dark things that move would smear, which simulated bursts,
+// whose object is bright, don't tell.
+struct MotionLevels {
+  int lowest_luma, lowest_chroma;
+  int highest_luma = 16, highest_chroma = 20;
+};
+
+// The fusion follows a brighter last frame in part, and what stays between them must not look like motion:
+// with 4 levels it was given up in two of twelve bursts, with 3 in five. Parallax and changing light, which
+// simulated bursts lack, count as motion below 10: of a real hand-held burst of eight frames, 8 levels lose
+// one frame, 6 lose four.
+constexpr MotionLevels kForFusion = {10, 7};
+// Bursts that are only merged have what is best on them.
+constexpr MotionLevels kForMerging = {1, 1};
+
 // The library drops the low four bits of these, so only whole steps of 16 differ.
 TuneKey Ghost(const char* name, int low, int high, bool ratio, int32_t IsoBand::*member) {
-  return {name, TuneGroup::kGhost, low, high, 16, ratio, member, -1};
+  return {name, low, high, 16, ratio, member, -1};
 }
 
-TuneKey Spatial(const char* name, int low, int high, int32_t IsoBand::*member) {
-  return {name, TuneGroup::kSpatial, low, high, 1, false, member, -1};
-}
-
-TuneKey Fusion(const char* name, int high, bool ratio, int32_t IsoBand::*member) {
-  return {name, TuneGroup::kFusion, 0, high, 1, ratio, member, -1};
-}
-
-// Parallax and changing light, which simulated bursts lack, count as motion below the lowest: of a real
-// hand-held burst of eight frames, a luma threshold of 8 grey levels loses one frame, 6 lose four. Above the
-// highest, dark things that move would smear, which simulated bursts, whose object is bright, don't tell.
-constexpr int kLowestLuma = 10, kHighestLuma = 16;
-constexpr int kLowestChroma = 7, kHighestChroma = 20;
-
-std::vector<TuneKey> AllKeys() {
-  std::vector<TuneKey> keys = {
-      Ghost("lumaTH_Low", kLowestLuma, kHighestLuma, true, &IsoBand::lumaTH_Low),
-      Ghost("lumaTH_High", kLowestLuma, kHighestLuma, true, &IsoBand::lumaTH_High),
-      Ghost("lumaNoiseTH", 0, 255, false, &IsoBand::lumaNoiseTH),
-      Ghost("chromaTH_Low", kLowestChroma, kHighestChroma, true, &IsoBand::chromaTH_Low),
-      Ghost("chromaTH_High", kLowestChroma, kHighestChroma, true, &IsoBand::chromaTH_High),
-      Ghost("chromaNoiseTH", 96, 192, false, &IsoBand::chromaNoiseTH),
-      Spatial("lumaLF", -100, -70, &IsoBand::lumaLF),
-      Spatial("lumaHF1", -128, 0, &IsoBand::lumaHF1),
-      Spatial("lumaHF2", -128, 0, &IsoBand::lumaHF2),
-      Spatial("lumaHF3", -128, 0, &IsoBand::lumaHF3),
-      // Near 0 the share jumps back to all of it.
-      Spatial("detail", -128, -12, &IsoBand::detail),
-      // Higher, the stronger filter for few frames would wrap round to none.
-      Spatial("chromaS", -100, -40, &IsoBand::chromaS),
-  };
-  static const char* const kNames[kScales] = {"chromaNrLUT scale 1", "chromaNrLUT scale 2",
-                                              "chromaNrLUT scale 3", "chromaNrLUT scale 4",
-                                              "chromaNrLUT scale 5"};
-  for (int scale = 0; scale < kScales; ++scale)
-    keys.push_back({kNames[scale], TuneGroup::kSpatial, 0, 400, 1, true, nullptr, scale});
-  keys.push_back(Fusion("fusion_low", 569, true, &IsoBand::fusion_low));
-  keys.push_back(Fusion("fusion_high", 2048, true, &IsoBand::fusion_high));
-  keys.push_back(Fusion("detailRestore", 128, false, &IsoBand::detailRestore));
-  keys.push_back(Fusion("SaturationGain", 32, false, &IsoBand::SaturationGain));
-  // More leaves specks along hard edges, which a mean over the picture hardly sees.
-  keys.push_back(Fusion("boostDetail", 1, false, &IsoBand::boostDetail));
-  return keys;
+TuneKey Plain(const char* name, int low, int high, bool ratio, int32_t IsoBand::*member) {
+  return {name, low, high, 1, ratio, member, -1};
 }
 
 }  // namespace
@@ -103,11 +77,43 @@ int TuneKey::Value(double place) const {
   return std::clamp(static_cast<int>(std::lround(ratio ? std::exp(value) - 1 : value)), low, high);
 }
 
-std::vector<TuneKey> TuneKeys(TuneGroup group) {
-  std::vector<TuneKey> keys = AllKeys();
-  keys.erase(std::remove_if(keys.begin(), keys.end(), [&](const TuneKey& key) { return key.group != group; }),
-             keys.end());
+std::vector<TuneKey> GhostKeys(bool with_fusion) {
+  const MotionLevels levels = with_fusion ? kForFusion : kForMerging;
+  return {Ghost("lumaTH_Low", levels.lowest_luma, levels.highest_luma, true, &IsoBand::lumaTH_Low),
+          Ghost("lumaTH_High", levels.lowest_luma, levels.highest_luma, true, &IsoBand::lumaTH_High),
+          Ghost("lumaNoiseTH", 0, 255, false, &IsoBand::lumaNoiseTH),
+          Ghost("chromaTH_Low", levels.lowest_chroma, levels.highest_chroma, true, &IsoBand::chromaTH_Low),
+          Ghost("chromaTH_High", levels.lowest_chroma, levels.highest_chroma, true, &IsoBand::chromaTH_High),
+          Ghost("chromaNoiseTH", 96, 192, false, &IsoBand::chromaNoiseTH)};
+}
+
+std::vector<TuneKey> LumaKeys() {
+  return {Plain("lumaLF", -100, -70, false, &IsoBand::lumaLF),
+          Plain("lumaHF1", -128, 0, false, &IsoBand::lumaHF1),
+          Plain("lumaHF2", -128, 0, false, &IsoBand::lumaHF2),
+          Plain("lumaHF3", -128, 0, false, &IsoBand::lumaHF3),
+          // Near 0 the share jumps back to all of it.
+          Plain("detail", -128, -12, false, &IsoBand::detail)};
+}
+
+std::vector<TuneKey> ChromaKeys() {
+  // Higher, the stronger filter for few frames would wrap round to none.
+  std::vector<TuneKey> keys = {Plain("chromaS", -100, -40, false, &IsoBand::chromaS)};
+  static const char* const kNames[kScales] = {"chromaNrLUT scale 1", "chromaNrLUT scale 2",
+                                              "chromaNrLUT scale 3", "chromaNrLUT scale 4",
+                                              "chromaNrLUT scale 5"};
+  for (int scale = 0; scale < kScales; ++scale)
+    keys.push_back({kNames[scale], 0, 400, 1, true, nullptr, scale});
   return keys;
+}
+
+std::vector<TuneKey> FusionKeys() {
+  return {Plain("fusion_low", 0, 569, true, &IsoBand::fusion_low),
+          Plain("fusion_high", 0, 2048, true, &IsoBand::fusion_high),
+          Plain("detailRestore", 0, 128, false, &IsoBand::detailRestore),
+          Plain("SaturationGain", 0, 32, false, &IsoBand::SaturationGain),
+          // More leaves specks along hard edges, which a mean over the picture hardly sees.
+          Plain("boostDetail", 0, 1, false, &IsoBand::boostDetail)};
 }
 
 std::vector<TuneKey> operator+(std::vector<TuneKey> a, const std::vector<TuneKey>& b) {

@@ -8,13 +8,10 @@
 
 namespace zolt {
 
-enum class TuneGroup { kGhost, kSpatial, kFusion };
-
 /// One number of a band that the search may turn: whole, from `low` to `high`, `step` to the unit of the
 /// file.
 struct TuneKey {
   const char* name;
-  TuneGroup group;
   int low, high;
   int step;
   bool ratio;  // a factor matters more than a difference: the search sees the logarithm of the number + 1
@@ -28,8 +25,11 @@ struct TuneKey {
   int Value(double place) const;
 };
 
-/// The keys of a group in a fixed order.
-std::vector<TuneKey> TuneKeys(TuneGroup group);
+/// The keys in a fixed order. `with_fusion` keeps the ghost thresholds as high as a fusion needs them.
+std::vector<TuneKey> GhostKeys(bool with_fusion);
+std::vector<TuneKey> LumaKeys();    // of the spatial filter
+std::vector<TuneKey> ChromaKeys();  // of the spatial filter
+std::vector<TuneKey> FusionKeys();
 std::vector<TuneKey> operator+(std::vector<TuneKey> a, const std::vector<TuneKey>& b);
 
 std::vector<int> ValuesOf(const std::vector<TuneKey>& keys, const IsoBand& band);

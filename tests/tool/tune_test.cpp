@@ -48,8 +48,8 @@ class Tune : public ToolProgram {
   std::string PoorStart() {
     MfConfig config = Shipped();
     for (IsoBand& band : config.bands) {
-      for (const TuneKey& key : TuneKeys(TuneGroup::kSpatial)) key.Set(&band, key.Value(0.9));
-      for (const TuneKey& key : TuneKeys(TuneGroup::kGhost)) key.Set(&band, key.Value(0.7));
+      for (const TuneKey& key : LumaKeys() + ChromaKeys()) key.Set(&band, key.Value(0.9));
+      for (const TuneKey& key : GhostKeys(false)) key.Set(&band, key.Value(0.7));
       band.fusion_low = band.fusion_high = 0;
     }
     std::filesystem::create_directories(Path("start"));
@@ -143,7 +143,7 @@ TEST_F(Tune, AFileHoldsWhatWasWrittenAndNothingToFindFaultWith) {
 }
 
 TEST_F(Tune, TheSearchFindsTheTopOfASteppedHillWithinItsBudget) {
-  const std::vector<TuneKey> keys = TuneKeys(TuneGroup::kSpatial);
+  const std::vector<TuneKey> keys = LumaKeys() + ChromaKeys();
   std::vector<int> top;
   for (const TuneKey& key : keys) top.push_back(key.Value(0.6));
   int asked = 0;
@@ -179,8 +179,8 @@ TEST_F(Tune, TheSearchFindsTheTopOfASteppedHillWithinItsBudget) {
 }
 
 TEST_F(Tune, KeysKeepTheirValuesOnTheWayThroughTheSearch) {
-  for (const TuneGroup group : {TuneGroup::kGhost, TuneGroup::kSpatial, TuneGroup::kFusion}) {
-    for (const TuneKey& key : TuneKeys(group)) {
+  for (const bool with_fusion : {false, true}) {
+    for (const TuneKey& key : GhostKeys(with_fusion) + LumaKeys() + ChromaKeys() + FusionKeys()) {
       EXPECT_EQ(key.Value(0), key.low) << key.name;
       EXPECT_EQ(key.Value(1), key.high) << key.name;
       for (int value = key.low; value <= key.high; value += 1 + (key.high - key.low) / 97) {
