@@ -153,7 +153,9 @@ void AddTuneCommand(CLI::App& app, int* exit_code, std::ostream& out) {
   weight("--ssim", &weights.ssim, "weight of the luma SSIM in per cent");
   weight("--trail", &weights.trail, "penalty for places that come out worse than the first frame, per dB");
   weight("--below", &weights.below, "penalty for a result below the merged frames without a filter, per dB");
-  command->add_flag("--fusion", settings.fusion, "tune the exposure fusion too, on bursts of --last-ev");
+  command->add_flag(
+      "--fusion", settings.fusion,
+      "tune the exposure fusion too, on bursts of --last-ev, and keep ghost thresholds where it needs them");
   command->add_flag("--restart", options->restart, "forget what a stopped run has reached");
   command->callback([options, exit_code, &out] { *exit_code = Run(*options, out); });
 }
