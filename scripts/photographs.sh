@@ -27,7 +27,7 @@ build_zolt_burst() {
 # forget_old_bursts FOLDER: drops FOLDER/bursts if another camera took them.
 forget_old_bursts() {
   local sum
-  sum=$(cat tools/camera.cpp tools/demosaic.cpp tools/scene.cpp tools/tone_curve.cpp tools/hash_random.h | sha256sum)
+  sum=$(cat tools/simulate/{camera,demosaic,scene,tone_curve}.cpp tools/common/hash_random.h | sha256sum)
   [ "$(cat "$1/camera.sum" 2>/dev/null)" = "$sum" ] || rm -rf "$1/bursts" "$1"/*.state.json "$1/start"
   echo "$sum" >"$1/camera.sum"
 }

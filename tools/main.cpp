@@ -1,6 +1,6 @@
 #include <iostream>
 
-#include "commands.h"
+#include "program.h"
 
 int main(int argc, char** argv) {
   return zolt::RunZoltBurst(argc, argv, std::cout, std::cerr);

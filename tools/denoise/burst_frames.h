@@ -1,0 +1,41 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "media/picture.h"
+
+namespace zolt {
+
+constexpr int kFewestFrames = 2;
+constexpr int kMostFrames = 10;
+constexpr int kVideoFrames = 6;  // taken of a video when nobody says how many
+
+/// What names a burst on the command line.
+struct BurstSource {
+  std::vector<std::string> inputs =
+      {};                 // image files; or one video; or raw files; or one folder of `simulate`
+  int frames = 0;         // how many of them to take; 0: all, of a video the first kVideoFrames
+  int start = 0;          // how many to leave out first
+  std::string size = {};  // WxH of raw files
+};
+
+struct BurstFrames {
+  std::vector<YuvPicture> frames;  // kFewestFrames to kMostFrames, all of one size
+  std::optional<int> iso;          // as the folder or the first frame's EXIF tells
+  std::string iso_source;          // "burst.json" or "exif"
+};
+
+/// ToolError that says what to do: (usage) for too few, too many or unlike frames, (file) for what can't be
+/// read.
+BurstFrames LoadBurst(const BurstSource& source);
+
+/// The picture enlarged to the right and below by repeating its last pixels, to sides that the library takes:
+/// multiples of 8, 64 or more.
+YuvPicture PaddedForLibrary(const YuvPicture& picture);
+
+/// The upper left part of the given size.
+YuvPicture Cropped(const YuvPicture& picture, int width, int height);
+
+}  // namespace zolt

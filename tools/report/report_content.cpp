@@ -1,0 +1,266 @@
+#include "report/report_content.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <iomanip>
+#include <sstream>
+
+#include "common/errors.h"
+#include "compare/quality.h"
+#include "config/iso_selection.h"
+#include "config/xml_document.h"
+#include "config_check/config_check.h"
+#include "media/media_read.h"
+#include "report/report_pictures.h"
+#include "simulate/burst_folder.h"
+
+namespace zolt {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kCropSide = 240;  // fits the width of a phone's window
+constexpr int kMapWidth = 400;
+constexpr double kDifferenceGain = 4;
+
+std::string Short(double v, int digits = 1) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(digits) << v;
+  return text.str();
+}
+
+std::string SizeText(const YuvPicture& p) {
+  return std::to_string(p.width) + " \u00d7 " + std::to_string(p.height);
+}
+
+// Gathers the maps of each frame while the burst runs; full-size ones of ten frames would fill the memory.
+class MapGallery {
+ public:
+  MapGallery(const YuvPicture& frame, size_t frames)
+      : motion_(frame.width, frame.height), white_(25 * static_cast<int>(frames - 1)) {}
+
+  void Add(int frame, const FrameMaps& maps) {
+    const std::string name = "Frame " + std::to_string(frame);
+    fused_ = maps.ghost.width == 0;
+    if (!fused_) {
+      int64_t moved = 0;
+      for (size_t i = 0; i < motion_.y.size(); ++i) {
+        motion_.y[i] = std::max(motion_.y[i], maps.ghost.y[i]);
+        moved += maps.ghost.y[i];
+      }
+      const double share = static_cast<double>(moved) / (2.55 * static_cast<double>(motion_.y.size()));
+      images_.push_back(
+          EmbeddedImage(ScaledDown(maps.ghost, kMapWidth), name + " ghost, " + Short(share, 0) + "\u00a0%"));
+    }
+    if (maps.weight.width == 0) return;
+    YuvPicture weight = ScaledDown(maps.weight, kMapWidth);
+    for (uint8_t& v : weight.y) v = static_cast<uint8_t>(std::min(255, v * 255 / white_));
+    images_.push_back(EmbeddedImage(weight, name + " weight"));
+  }
+
+  /// Luma 255 where a pixel moved in any of the frames.
+  const YuvPicture& motion() const { return motion_; }
+  /// Whether the last frame was to be fused in place of being averaged: its ghosts are the fusion's matter.
+  bool fused() const { return fused_; }
+  const std::vector<PageImage>& images() const { return images_; }
+
+ private:
+  YuvPicture motion_;
+  int white_;
+  bool fused_ = false;
+  std::vector<PageImage> images_;
+};
+
+struct Truth {
+  std::optional<YuvPicture> first, last;  // as the first and as the last frame was exposed
+};
+
+std::optional<BurstInfo> InfoOf(const BurstSource& source) {
+  std::error_code ignored;
+  const bool folder = source.inputs.size() == 1 && fs::is_directory(source.inputs.front(), ignored);
+  if (!folder) return std::nullopt;
+  return ReadBurstInfo(source.inputs.front());
+}
+
+YuvPicture ReadTruth(const std::string& path, const YuvPicture& frame) {
+  YuvPicture truth = ReadPicture(path);
+  if (truth.width != frame.width || truth.height != frame.height)
+    FailUsage(path + " is " + SizeText(truth) + ", but the frames are " + SizeText(frame));
+  return truth;
+}
+
+Truth FindTruth(const ReportSettings& settings, const std::optional<BurstInfo>& info,
+                const YuvPicture& frame) {
+  Truth truth;
+  if (!settings.truth.empty()) {
+    truth.first = truth.last = ReadTruth(settings.truth, frame);
+    return truth;
+  }
+  // The folder's truth is that of its first frame, which has to be the reference then.
+  if (!info || settings.denoise.source.start > 0) return truth;
+  const fs::path folder = settings.denoise.source.inputs.front();
+  const auto read = [&](const std::string& name) -> std::optional<YuvPicture> {
+    std::error_code ignored;
+    const std::string path = (folder / name).string();
+    if (name.empty() || !fs::exists(path, ignored)) return std::nullopt;
+    return ReadTruth(path, frame);
+  };
+  truth.first = read(info->truth);
+  truth.last = info->truth_last.empty() ? truth.first : read(info->truth_last);
+  return truth;
+}
+
+std::vector<CropPlace> Places(const ReportSettings& settings, const YuvPicture& result,
+                              const YuvPicture& motion, int side) {
+  if (settings.crops.empty()) return TellingPlaces(result, motion, side);
+  std::vector<CropPlace> places;
+  for (const auto& [x, y] : settings.crops) {
+    places.push_back(
+        {"Crop", std::clamp(x, 0, result.width - side) & ~1, std::clamp(y, 0, result.height - side) & ~1});
+  }
+  return places;
+}
+
+void AddCrops(ReportPage* page, const std::vector<CropPlace>& places, int side, const YuvPicture& before,
+              const YuvPicture& after, const std::optional<YuvPicture>& truth) {
+  for (const CropPlace& place : places) {
+    const auto cut = [&](const YuvPicture& p) { return CroppedAt(p, place.x, place.y, side, side); };
+    PageCrop crop{place.name, "at " + std::to_string(place.x) + ", " + std::to_string(place.y), {}};
+    crop.images.push_back(EmbeddedImage(cut(before), "First frame", true));
+    crop.images.push_back(EmbeddedImage(cut(after), "Result", true));
+    if (truth) crop.images.push_back(EmbeddedImage(cut(*truth), "Truth", true));
+    const YuvPicture left = truth ? DifferencePicture(cut(after), cut(*truth), kDifferenceGain)
+                                  : DifferencePicture(cut(before), cut(after), kDifferenceGain);
+    crop.images.push_back(EmbeddedImage(
+        left, truth ? "Result \u2212 truth, \u00d7 4" : "First frame \u2212 result, \u00d7 4", true));
+    page->crops.push_back(crop);
+  }
+}
+
+void AddPictures(ReportPage* page, const YuvPicture& before, const YuvPicture& after,
+                 const std::optional<YuvPicture>& truth, int width) {
+  const auto shown = [&](const YuvPicture& p, const std::string& caption) {
+    return EmbeddedImage(ScaledDown(p, width), caption);
+  };
+  page->before = shown(before, "First frame");
+  page->after = shown(after, "Result");
+  if (before.width > width) {
+    page->scale_note = "The pictures are scaled down from " + SizeText(before) +
+                       ", which hides some of the noise; the crops below are not.";
+  }
+  page->difference_note = "Mid grey is no difference, each grey level of it is shown as 4.";
+  page->differences.push_back(shown(DifferencePicture(before, after, kDifferenceGain),
+                                    "First frame \u2212 result: what was taken away"));
+  if (!truth) return;
+  page->differences.push_back(
+      shown(DifferencePicture(after, *truth, kDifferenceGain), "Result \u2212 truth: what is still wrong"));
+}
+
+PageRows SettingsRows(const ReportSettings& settings, const PreparedBurst& burst,
+                      const std::optional<BurstInfo>& info) {
+  const DenoiseSettings& denoise = burst.settings;
+  std::string inputs;
+  for (const std::string& input : settings.denoise.source.inputs)
+    inputs += (inputs.empty() ? "" : ", ") + input;
+  const char* layout = denoise.layout == RawLayout::kNv21   ? "NV21"
+                       : denoise.layout == RawLayout::kNv12 ? "NV12"
+                                                            : "I420";
+  const char* fusion = denoise.fusion == Fusion::kOn    ? "on"
+                       : denoise.fusion == Fusion::kOff ? "off"
+                                                        : "as the tuning says";
+  PageRows rows = {{"Burst", inputs},
+                   {"Frames", std::to_string(burst.frames.size()) + " of " + SizeText(burst.frames.front())},
+                   {"ISO", std::to_string(denoise.iso) + " (" + burst.iso_source + ")"},
+                   {"Layout", layout},
+                   {"Exposure fusion", fusion},
+                   {"Every second frame dropped", denoise.halved ? "yes" : "no"},
+                   {"Tuning", denoise.config_folder}};
+  if (settings.denoise.source.start > 0)
+    rows.emplace_back("Frames left out first", std::to_string(settings.denoise.source.start));
+  if (!settings.truth.empty()) rows.emplace_back("Truth", settings.truth);
+  if (!info) return rows;
+  rows.emplace_back("Simulated from", info->photo.empty() ? "the built-in scene" : info->photo);
+  rows.emplace_back("Hand motion", Short(info->motion, 2));
+  rows.emplace_back("Moving object", info->ghost ? "yes" : "no");
+  rows.emplace_back("Noise", info->white ? "white" : "correlated, as a phone's processing leaves it");
+  if (info->last_ev != 0) rows.emplace_back("Last frame's exposure", Short(info->last_ev, 2) + " stops");
+  rows.emplace_back("Seed", std::to_string(info->seed));
+  return rows;
+}
+
+// The keys without a band and those of the band that serves the burst.
+PageRows TuningRows(const DenoiseSettings& settings) {
+  const std::string file = (fs::path(settings.config_folder) / "multiframe.xml").string();
+  XmlDocument document;
+  MfConfig config;
+  if (!document.LoadConfig(file.c_str()) || FillConfig(&config, document) != 0) return {};
+  const std::string band = "/ISO" + std::to_string(BandOfIso(settings.iso, config) + 1) + "/";
+  PageRows rows;
+  for (const CheckedKey& key : CheckConfig(file).keys) {
+    if (key.path.find("/ISO") != std::string::npos && key.path.find(band) == std::string::npos) continue;
+    std::ostringstream value;
+    for (const double v : key.values) value << (&v == key.values.data() ? "" : " ") << v;
+    if (!key.found) value << " (default)";
+    rows.emplace_back(key.path, value.str());
+  }
+  return rows;
+}
+
+void AddFacts(ReportPage* page, const PreparedBurst& burst, const DenoiseResult& result) {
+  double total = 0;
+  int unaligned = 0;
+  for (const FrameReport& f : result.frames) {
+    total += f.ms;
+    unaligned += f.reached_pipeline && f.registration_result != 0 ? 1 : 0;
+  }
+  page->facts = {{"frames", std::to_string(result.frames.size())},
+                 {"size", SizeText(result.picture)},
+                 {burst.iso_source == "default" ? "ISO, assumed" : "ISO, from " + burst.iso_source,
+                  std::to_string(burst.settings.iso)}};
+  if (page->result) {
+    page->facts.emplace_back(
+        "PSNR luma, first frame to result",
+        Short(page->first_frame->psnr_luma) + " \u2192 " + Short(page->result->psnr_luma) + " dB");
+  }
+  page->facts.emplace_back("ms in all", Short(total, 0));
+  if (unaligned > 0) page->facts.emplace_back("frames that could not be aligned", std::to_string(unaligned));
+}
+
+}  // namespace
+
+ReportPage MakeReport(const ReportSettings& settings) {
+  const PreparedBurst burst = PrepareBurst(settings.denoise);
+  const std::optional<BurstInfo> info = InfoOf(settings.denoise.source);
+  const YuvPicture& first = burst.frames.front();
+  const int side = std::min({kCropSide, first.width & ~1, first.height & ~1});
+  for (const auto& [x, y] : settings.crops) {
+    if (x < 0 || y < 0 || x >= first.width || y >= first.height)
+      FailUsage("--crop " + std::to_string(x) + " " + std::to_string(y) + " lies outside the frames of " +
+                SizeText(first));
+  }
+  const Truth truths = FindTruth(settings, info, first);
+  MapGallery maps(first, burst.frames.size());
+  const DenoiseResult result = DenoiseBurst(burst.frames, burst.settings,
+                                            [&](int frame, const FrameMaps& seen) { maps.Add(frame, seen); });
+  // A fused result has the last frame's exposure.
+  const std::optional<YuvPicture>& truth = maps.fused() ? truths.last : truths.first;
+
+  ReportPage page;
+  const fs::path input = fs::absolute(settings.denoise.source.inputs.front()).lexically_normal();
+  page.title = (input.has_filename() ? input : input.parent_path()).filename().string();
+  page.subtitle = "Burst denoising report of zolt-burst";
+  if (truths.first && truth) {
+    page.first_frame = CompareQuality(first, *truths.first);
+    page.result = CompareQuality(result.picture, *truth);
+  }
+  AddFacts(&page, burst, result);
+  AddPictures(&page, first, result.picture, truth, settings.width);
+  AddCrops(&page, Places(settings, result.picture, maps.motion(), side), side, first, result.picture, truth);
+  page.maps = maps.images();
+  page.frames = result.frames;
+  page.settings = SettingsRows(settings, burst, info);
+  page.tuning = TuningRows(burst.settings);
+  return page;
+}
+
+}  // namespace zolt
