@@ -1,0 +1,233 @@
+#include "burst/alignment_fit.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "burst/alignment_stripes.h"
+#include "burst/alignment_system.h"
+
+namespace zolt {
+namespace {
+
+constexpr double kMiddle = 0.5 * (kTileSide - 1);
+constexpr float kGrey = 128 * 32;  // Q5: half of white
+
+int Unknowns(MotionKind kind) {
+  switch (kind) {
+    case MotionKind::kTranslation:
+      return kBrightnessUnknowns + 2;
+    case MotionKind::kAffine:
+      return kBrightnessUnknowns + 6;
+    default:
+      return kMaxUnknowns;
+  }
+}
+
+/// (u, v) of a tile's middle.
+struct TilePlaces {
+  explicit TilePlaces(const TemplateLevel& level)
+      : half(0.5 * std::max(level.grey->width, level.grey->height)),
+        middle_x(0.5 * (level.grey->width - 1)),
+        middle_y(0.5 * (level.grey->height - 1)),
+        left(level.left),
+        top(level.top) {}
+  double U(int column) const { return (left + column * kTileSide + kMiddle - middle_x) / half; }
+  double V(int row) const { return (top + row * kTileSide + kMiddle - middle_y) / half; }
+  double half, middle_x, middle_y, left, top;
+};
+
+/// Value below which `share` of the entries lie; reorders them.
+float Quantile(std::vector<float>* values, double share) {
+  const auto place =
+      values->begin() + static_cast<ptrdiff_t>(share * static_cast<double>(values->size() - 1));
+  std::nth_element(values->begin(), place, values->end());
+  return *place;
+}
+
+/// The motion that undoes a step, in pixels of the level.
+Homography Undoing(const double* z, const TilePlaces& places) {
+  const double* m = z + kBrightnessUnknowns;
+  const double scale = 1 / places.half;
+  const Homography step = {{1 + m[2] * scale, m[3] * scale, m[0] * scale, m[4] * scale, 1 + m[5] * scale,
+                            m[1] * scale, m[6] * scale, m[7] * scale}};
+  return InSteps(Inverse(step), scale, -places.middle_x * scale, -places.middle_y * scale);
+}
+
+TileTerms TermsOf(const TileTemplate& tile, const TileSums& s, const TileCurvature& c, float weight) {
+  const float half = 0.5f * weight;  // gradients are twice the slope
+  return {c.xx * weight,
+          c.xy * weight,
+          c.yy * weight,
+          static_cast<float>(tile.gradient_x) * half,
+          static_cast<float>(tile.gradient_y) * half,
+          static_cast<float>(s.x) * half,
+          static_cast<float>(s.y) * half,
+          static_cast<float>(s.r) * weight,
+          kTilePixels * weight,
+          static_cast<float>(tile.sum) * (1.0f / (kTilePixels * kGrey)) - 1.0f};
+}
+
+}  // namespace
+
+void LevelFit::Compare(const Homography& motion, bool with_gradients) {
+  sums_.resize(static_cast<size_t>(reference_.count()));
+  RunStripes(threads_, reference_.rows, [&](int row) {
+    CompareTileRow(reference_, frame_, motion, row, with_gradients,
+                   &sums_[static_cast<size_t>(row) * reference_.columns]);
+  });
+  valid_ = 0;
+  for (const TileSums& s : sums_) valid_ += s.valid;
+  if (!with_gradients) return;
+  curvature_.resize(sums_.size());
+  for (size_t i = 0; i < sums_.size(); ++i) {
+    const TileSums& s = sums_[i];
+    curvature_[i] = {0.25f * static_cast<float>(s.xx),
+                     0.125f * (static_cast<float>(s.xy) + static_cast<float>(s.yx)),
+                     0.25f * static_cast<float>(s.yy)};
+  }
+}
+
+void LevelFit::Weigh(double slack) {
+  excess_.assign(sums_.size(), -1.0f);
+  weights_.assign(sums_.size(), 0.0f);
+  if (valid_ == 0) return;
+  std::vector<float> values;
+  values.reserve(static_cast<size_t>(valid_));
+  for (const TileSums& s : sums_) {
+    if (s.valid) values.push_back(static_cast<float>(s.rr) * (1.0f / kTilePixels));
+  }
+  noise_ = std::max(Quantile(&values, 0.25), 1.0f);
+  values.clear();
+  const float allowed = static_cast<float>(slack * slack) * (0.25f / kTilePixels);
+  for (size_t i = 0; i < sums_.size(); ++i) {
+    if (!sums_[i].valid) continue;
+    const float expected = noise_ + allowed * reference_.tiles[i].energy;
+    excess_[i] = static_cast<float>(sums_[i].rr) * (1.0f / kTilePixels) / expected;
+    values.push_back(excess_[i]);
+  }
+  median_ = std::max(Quantile(&values, 0.5), 0.05f);
+  for (size_t i = 0; i < sums_.size(); ++i) {
+    if (!sums_[i].valid) continue;
+    const float ratio = excess_[i] / (3 * median_);
+    const float weight = 1 / (1 + ratio * ratio);
+    weights_[i] = weight * weight;
+  }
+}
+
+void LevelFit::Measure(const Homography& motion, double slack) {
+  Compare(motion, true);
+  Weigh(slack);
+}
+
+bool LevelFit::Run(MotionKind kind, int steps, double tolerance, double slack, Homography* motion) {
+  const int n = Unknowns(kind);
+  const TilePlaces places(reference_);
+  const int width = reference_.grey->width, height = reference_.grey->height;
+  Homography at = *motion;
+  std::vector<NormalEquations> rows(static_cast<size_t>(reference_.rows));
+  for (int step = 0; step < steps; ++step) {
+    Compare(at, step < 2);
+    if (valid_ < 1) return false;
+    Weigh(step == 0 ? slack : 0.2);
+    RunStripes(reference_.count() > 4000 ? threads_ : 1, reference_.rows, [&](int r) {
+      RowMoments moments;
+      for (int c = 0; c < reference_.columns; ++c) {
+        const size_t i = static_cast<size_t>(r) * reference_.columns + c;
+        if (weights_[i] > 0)
+          moments.Add(TermsOf(reference_.tiles[i], sums_[i], curvature_[i], weights_[i]), places.U(c));
+      }
+      rows[static_cast<size_t>(r)] = moments.Equations(places.V(r));
+    });
+    NormalEquations system;
+    for (const NormalEquations& row : rows) system.Add(row);
+    if (!Factorise(&system, n, 1e-6)) return false;
+    double z[kMaxUnknowns] = {};
+    std::copy(system.b, system.b + n, z);
+    Solve(system, n, z);
+    const Homography next = Compose(at, Undoing(z, places));
+    if (!IsUsable(next, width, height)) return false;
+    const double moved = LargestCornerDistance(at, next, width, height);
+    at = next;
+    if (moved < tolerance) break;
+  }
+  *motion = at;
+  return true;
+}
+
+double LevelFit::Correlation() const {
+  double covariance = 0, reference = 0, frame = 0;
+  for (size_t i = 0; i < sums_.size(); ++i) {
+    if (weights_[i] == 0) continue;
+    const TileSums& s = sums_[i];
+    const TileTemplate& tile = reference_.tiles[i];
+    const double own = static_cast<double>(tile.square) * kTilePixels;
+    const double rest = s.rr - static_cast<double>(s.r) * s.r / kTilePixels;
+    const double mixed = s.rt - static_cast<double>(s.r) * tile.sum / kTilePixels;
+    covariance += weights_[i] * (own + mixed);
+    reference += weights_[i] * own;
+    frame += weights_[i] * (own + 2 * mixed + rest);
+  }
+  return reference > 0 && frame > 0 ? covariance / std::sqrt(reference * frame) : 0;
+}
+
+double LevelFit::StandardError(MotionKind kind) const {
+  const int n = Unknowns(kind);
+  const TilePlaces places(reference_);
+  NormalEquations system, scatter;
+  double in_x[kMaxUnknowns], in_y[kMaxUnknowns];
+  for (int r = 0; r < reference_.rows; ++r) {
+    RowMoments moments;
+    const double v = places.V(r);
+    for (int c = 0; c < reference_.columns; ++c) {
+      const size_t i = static_cast<size_t>(r) * reference_.columns + c;
+      if (weights_[i] == 0) continue;
+      const TileTerms t = TermsOf(reference_.tiles[i], sums_[i], curvature_[i], weights_[i]);
+      const double u = places.U(c);
+      moments.Add(t, u);
+      MotionBasis(u, v, in_x, in_y);
+      double pull[kMaxUnknowns] = {t.r, static_cast<double>(t.r) * t.tone};
+      for (int k = kBrightnessUnknowns; k < n; ++k) pull[k] = in_x[k] * t.x + in_y[k] * t.y;
+      for (int k = 0; k < n; ++k) {
+        for (int l = k; l < n; ++l) scatter.a[k][l] += pull[k] * pull[l];
+      }
+    }
+    system.Add(moments.Equations(v));
+  }
+  constexpr double kUnknown = 1e9;
+  if (!Factorise(&system, n, 1e-6)) return kUnknown;
+  // Covariance of the solution: inverse * scatter * inverse, column by column.
+  double half[kMaxUnknowns][kMaxUnknowns], covariance[kMaxUnknowns][kMaxUnknowns];
+  for (int k = 0; k < n; ++k) {
+    for (int l = 0; l < n; ++l) half[k][l] = scatter.a[std::min(k, l)][std::max(k, l)];
+    Solve(system, n, half[k]);
+  }
+  for (int k = 0; k < n; ++k) {
+    for (int l = 0; l < n; ++l) covariance[k][l] = half[l][k];
+    Solve(system, n, covariance[k]);
+  }
+  double square = 0;
+  for (int r = 0; r < reference_.rows; ++r) {
+    for (int c = 0; c < reference_.columns; ++c) {
+      MotionBasis(places.U(c), places.V(r), in_x, in_y);
+      for (int k = kBrightnessUnknowns; k < n; ++k) {
+        for (int l = kBrightnessUnknowns; l < n; ++l) {
+          square += (in_x[k] * in_x[l] + in_y[k] * in_y[l]) * covariance[k][l];
+        }
+      }
+    }
+  }
+  const double error = std::sqrt(square / reference_.count());
+  return error < kUnknown ? error : kUnknown;
+}
+
+double LevelFit::Overlap() const {
+  return static_cast<double>(valid_) / reference_.count();
+}
+
+double LevelFit::MovedShare() const {
+  int moved = 0;
+  for (const float excess : excess_) moved += excess > 4 * median_ ? 1 : 0;
+  return valid_ > 0 ? static_cast<double>(moved) / valid_ : 0;
+}
+
+}  // namespace zolt

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <vector>
+
+#include "burst/alignment_tiles.h"
+
+namespace zolt {
+
+enum class MotionKind { kTranslation, kAffine, kHomography };
+
+/// The fit of a frame to a reference on one level of their pyramids, by Gauss-Newton steps of the inverse
+/// compositional form (Baker and Matthews, "Lucas-Kanade 20 years on", 2004): the reference's gradients tell
+/// the small motion that would explain the difference, and its inverse goes before the motion so far. Beside
+/// the motion each step solves for an offset and a slope of brightness, so that a frame of another exposure
+/// pulls nowhere. Pixels are summed by tiles in whole numbers, tiles by rows of tiles in a fixed order.
+///
+/// Two things differ from the textbook. The matrix is made of products of the reference's gradients with the
+/// frame's: the noise of both is independent and drops out, where a gradient's own square would contain it
+/// and hold the steps back at high ISO. And tiles are weighted by 1 / (1 + (e / 3 m)^2)^2 (Geman and McClure
+/// 1987), e being the tile's mean squared difference over what noise and a small misalignment explain, m its
+/// median.
+struct TileCurvature {
+  float xx, xy, yy;  ///< squared gradients without their noise, per pixel of motion, summed over the tile
+};
+
+class LevelFit {
+ public:
+  LevelFit(const TemplateLevel& reference, const GreyPlane& frame, int threads)
+      : reference_(reference), frame_(frame), threads_(threads) {}
+
+  /// Sets out from `motion`, in pixels of this level, and improves it until a step moves no corner by more
+  /// than `tolerance` pixels, at most `steps` times. `slack`: misalignment in pixels that the first step
+  /// allows for. False if the system could not be solved or led out of the picture; `motion` is then what it
+  /// was.
+  bool Run(MotionKind kind, int steps, double tolerance, double slack, Homography* motion);
+
+  /// Compares at `motion` and sets weights, for what follows.
+  void Measure(const Homography& motion, double slack);
+
+  /// Correlation of the grey values about each tile's mean, over all tiles with their weights: 1 for a
+  /// noise-free frame in place, near 0 where noise or another scene is seen.
+  double Correlation() const;
+
+  /// Standard error of `motion` in pixels of this level, root of the mean square over the tiles' places: from
+  /// how much the tiles contradict each other.
+  double StandardError(MotionKind kind) const;
+
+  double Overlap() const;     ///< share of the tiles that the frame shows
+  double MovedShare() const;  ///< share of these that differ by more than noise
+  int valid_tiles() const { return valid_; }
+
+ private:
+  void Compare(const Homography& motion, bool with_gradients);
+  void Weigh(double slack);
+
+  const TemplateLevel& reference_;
+  const GreyPlane& frame_;
+  int threads_;
+  int valid_ = 0;
+  float noise_ = 0;   // mean squared difference of a still tile, Q5 squared
+  float median_ = 0;  // of the excess
+  std::vector<TileSums> sums_;
+  std::vector<TileCurvature> curvature_;
+  std::vector<float> excess_;   // e of valid tiles, below 0 of others
+  std::vector<float> weights_;  // 0 of tiles outside the frame
+};
+
+}  // namespace zolt

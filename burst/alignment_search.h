@@ -1,0 +1,22 @@
+#pragma once
+
+#include <vector>
+
+#include "burst/alignment_motion.h"
+#include "burst/pyramid.h"
+
+namespace zolt {
+
+/// A whole shift and the correlation that it gives, -1..1.
+struct ShiftScore {
+  int x, y;
+  double correlation;
+};
+
+/// Tries every whole shift of the frame up to `reach_x` and `reach_y` pixels and returns those which
+/// correlate best with the reference, local maxima only, best first, at most `count`. A shift has to leave
+/// half of each side. For the smallest level of a pyramid, where every shift is few operations.
+std::vector<ShiftScore> SearchShifts(const GreyPlane& reference, const GreyPlane& frame, int reach_x,
+                                     int reach_y, int count, int threads);
+
+}  // namespace zolt

@@ -1,0 +1,185 @@
+#include "burst/warp.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "burst/alignment_stripes.h"
+#include "burst/warp_row.h"
+
+namespace zolt {
+namespace {
+
+constexpr int kStripes = 32;
+constexpr int kLinePad = 4 * kWarpBlock;  // columns beside the frame that a line can be read at
+constexpr int64_t kOne = 65536;
+constexpr int64_t kTolerance = kOne / 4;
+
+/// Q16, saturated far outside any picture; not-a-number is far outside too.
+int64_t ToFixed(double place) {
+  constexpr double kFar = 1e8;
+  if (!(place > -kFar)) place = -kFar;
+  if (place > kFar) place = kFar;
+  return static_cast<int64_t>(std::floor(place * kOne + 0.5));
+}
+
+/// Where a stretch of a row of `out` begins in the frame, and the step from pixel to pixel, Q16.
+struct Stretch {
+  int64_t x, y, step_x, step_y;
+};
+
+/// A row of `out` on its way through the frame.
+class RowWarp {
+ public:
+  RowWarp(PlaneView from, const Homography& motion, int width, int16_t* line)
+      : from_(from), motion_(motion), width_(width), line_(line) {}
+
+  /// False if the row runs too steeply for its columns.
+  bool Begin(int y) {
+    y_ = y;
+    double x0, y0, x1, y1;
+    motion_.Map(0, y, &x0, &y0);
+    motion_.Map(width_ - 1, y, &x1, &y1);
+    const double run = x1 - x0, rise = y1 - y0;
+    if (!(run > 0.25 * (width_ - 1)) || !(std::fabs(rise) <= run)) return false;
+    phases_ = run < 0.75 * (width_ - 1) ? 2 : 1;
+    FillLine(x0, y0, x1, rise / run);
+    return true;
+  }
+
+  void Pixels(uint8_t* out) const {
+    uint8_t values[kWarpBlock];
+    for (int x = 0; x < width_; x += kWarpBlock * phases_) {
+      const Stretch s = At(x);
+      for (int phase = 0; phase < phases_; ++phase) {
+        const WarpRun places = {s.x + s.step_x * phase, static_cast<int32_t>(s.step_x * phases_)};
+        const int count = std::min(kWarpBlock, (width_ - x - phase + phases_ - 1) / phases_);
+        Sample(places, values);
+        for (int i = 0; i < count; ++i) out[x + phase + i * phases_] = values[i];
+      }
+    }
+  }
+
+  void Outside(uint8_t* out) const {
+    for (int x = 0; x < width_; x += kWarpBlock) {
+      const Stretch s = At(x);
+      const int count = std::min(kWarpBlock, width_ - x);
+      const bool ends = Shown(s, 0) && Shown(s, count - 1);
+      for (int i = 0; i < count; ++i) out[x + i] = ends || Shown(s, i) ? 0 : 255;
+    }
+  }
+
+ private:
+  /// The columns of the frame that the row needs, each where the row crosses it, into the line.
+  void FillLine(double x0, double y0, double x1, double slope) {
+    const int last = from_.width - 1;
+    first_ = static_cast<int>(std::clamp(std::floor(x0) - 2, 0.0, static_cast<double>(last)));
+    last_ = static_cast<int>(std::clamp(std::floor(x1) + 3, 0.0, static_cast<double>(last)));
+    const auto step = static_cast<int32_t>(ToFixed(slope));
+    for (int column = first_;; column += kWarpBlock) {
+      column = std::min(column, std::max(last + 1 - kWarpBlock, 0));
+      InterpolateColumns(from_, column, {ToFixed(y0 + (column - x0) * slope), step}, line_ + column);
+      if (column + kWarpBlock > last_) break;
+    }
+    for (int i = 1; i <= kLinePad; ++i) {
+      line_[first_ - i] = line_[first_];
+      line_[last_ + i] = line_[last_];
+    }
+  }
+
+  Stretch At(int x) const {
+    double x0, y0, x1, y1;
+    const int length = kWarpBlock * phases_;
+    motion_.Map(x, y_, &x0, &y0);
+    motion_.Map(x + length, y_, &x1, &y1);
+    const int64_t from_x = ToFixed(x0), from_y = ToFixed(y0);
+    return {from_x, from_y, (ToFixed(x1) - from_x) / length, (ToFixed(y1) - from_y) / length};
+  }
+
+  void Sample(const WarpRun& places, uint8_t* values) const {
+    const int64_t left = places.start >> 16;
+    const int64_t right = (places.start + int64_t{places.step} * (kWarpBlock - 1)) >> 16;
+    if (left < first_ - kWarpBlock || right > last_ + kWarpBlock) {
+      const int16_t edge = right < first_ ? line_[first_] : line_[last_];
+      if (right < first_ || left > last_) {
+        std::memset(values, std::clamp((edge + 9) >> 4, 0, 255), kWarpBlock);
+        return;
+      }
+    }
+    InterpolateLine(line_, places, values);
+  }
+
+  bool Shown(const Stretch& s, int i) const {
+    const int64_t x = s.x + s.step_x * i, y = s.y + s.step_y * i;
+    return x >= -kTolerance && x <= (from_.width - 1) * kOne + kTolerance && y >= -kTolerance &&
+           y <= (from_.height - 1) * kOne + kTolerance;
+  }
+
+  PlaneView from_;
+  const Homography& motion_;
+  int width_;
+  int16_t* line_;  // at column 0
+  int y_ = 0;
+  int phases_ = 1;  // neighbours in `out` are this many to a pixel of the frame
+  int first_ = 0, last_ = 0;
+};
+
+void WarpRow(const MutablePlane& out, const MutablePlane& outside, const uint8_t* tone, int y,
+             RowWarp* warp) {
+  const auto bytes = static_cast<size_t>(out.width);
+  if (!warp->Begin(y)) {
+    std::memset(out.Row(y), 0, bytes);
+    if (outside.data != nullptr) std::memset(outside.Row(y), 255, bytes);
+    return;
+  }
+  uint8_t* row = out.Row(y);
+  warp->Pixels(row);
+  if (outside.data != nullptr) warp->Outside(outside.Row(y));
+  if (tone == nullptr) return;
+  for (int x = 0; x < out.width; ++x) row[x] = tone[row[x]];
+}
+
+/// A plane narrower than a block, widened to one by repeating its last column.
+PlaneView Widened(PlaneView from, std::vector<uint8_t>* room) {
+  room->resize(static_cast<size_t>(kWarpBlock) * from.height);
+  for (int y = 0; y < from.height; ++y) {
+    uint8_t* row = room->data() + static_cast<ptrdiff_t>(y) * kWarpBlock;
+    std::memcpy(row, from.Row(y), static_cast<size_t>(from.width));
+    std::memset(row + from.width, row[from.width - 1], static_cast<size_t>(kWarpBlock - from.width));
+  }
+  return {room->data(), kWarpBlock, from.height, kWarpBlock};
+}
+
+}  // namespace
+
+Homography ForPlane(const Homography& luma_motion, PlaneGrid out, PlaneGrid from) {
+  const Homography to_luma = {{out.step, 0, out.offset, 0, out.step, out.offset, 0, 0}};
+  const Homography to_plane = {
+      {1 / from.step, 0, -from.offset / from.step, 0, 1 / from.step, -from.offset / from.step, 0, 0}};
+  return Compose(to_plane, Compose(luma_motion, to_luma));
+}
+
+bool WarpPlane(const MutablePlane& out, const MutablePlane& outside, PlaneView from, const Homography& motion,
+               const uint8_t* tone, int threads) {
+  try {
+    std::vector<uint8_t> room;
+    PlaneView source = from;
+    if (from.width < kWarpBlock) source = Widened(from, &room);
+    const size_t pitch = static_cast<size_t>(source.width) + 2 * kLinePad + kWarpBlock;
+    std::vector<int16_t> lines(pitch * kStripes);
+    RunStripes(threads, kStripes, [&](int i) {
+      RowWarp warp(source, motion, out.width, lines.data() + pitch * static_cast<size_t>(i) + kLinePad);
+      const auto edge = [&](int k) {
+        return static_cast<int>(static_cast<int64_t>(out.height) * k / kStripes);
+      };
+      for (int y = edge(i); y < edge(i + 1); ++y) WarpRow(out, outside, tone, y, &warp);
+    });
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+}  // namespace zolt
