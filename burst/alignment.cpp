@@ -95,7 +95,7 @@ class PairAlignment {
     if (guess != nullptr && IsUsable(*guess, reference_.width, reference_.height)) places.push_back(*guess);
     const int reach = std::min(small.width / 8 + 1, 24);
     for (const ShiftScore& shift :
-         SearchShifts(*reference_.Level(k).grey, small, reach, reach, 3, threads_)) {
+         SearchShifts(reference_.pyramid.Level(k), small, reach, reach, 3, threads_)) {
       places.push_back(FromLevel(Homography::Translation(shift.x, shift.y), k));
     }
     Candidate best = {Homography::Identity(), -2};
@@ -123,7 +123,7 @@ bool AlignmentReference::Prepare(PlaneView luma, int threads) {
     data->height = luma.height;
     data->pyramid.Build(luma, threads);
     for (int k = data->pyramid.finest(); k <= data->pyramid.coarsest(); ++k) {
-      data->levels.emplace_back().Prepare(&data->pyramid.Level(k), threads);
+      data->levels.emplace_back().Prepare(data->pyramid.Level(k), threads);
     }
     data_ = std::move(data);
     return true;

@@ -26,9 +26,9 @@ int Unknowns(MotionKind kind) {
 /// (u, v) of a tile's middle.
 struct TilePlaces {
   explicit TilePlaces(const TemplateLevel& level)
-      : half(0.5 * std::max(level.grey->width, level.grey->height)),
-        middle_x(0.5 * (level.grey->width - 1)),
-        middle_y(0.5 * (level.grey->height - 1)),
+      : half(0.5 * std::max(level.width, level.height)),
+        middle_x(0.5 * (level.width - 1)),
+        middle_y(0.5 * (level.height - 1)),
         left(level.left),
         top(level.top) {}
   double U(int column) const { return (left + column * kTileSide + kMiddle - middle_x) / half; }
@@ -53,38 +53,29 @@ Homography Undoing(const double* z, const TilePlaces& places) {
   return InSteps(Inverse(step), scale, -places.middle_x * scale, -places.middle_y * scale);
 }
 
-TileTerms TermsOf(const TileTemplate& tile, const TileSums& s, const TileCurvature& c, float weight) {
-  const float half = 0.5f * weight;  // gradients are twice the slope
-  return {c.xx * weight,
-          c.xy * weight,
-          c.yy * weight,
-          static_cast<float>(tile.gradient_x) * half,
-          static_cast<float>(tile.gradient_y) * half,
-          static_cast<float>(s.x) * half,
-          static_cast<float>(s.y) * half,
-          static_cast<float>(s.r) * weight,
-          kTilePixels * weight,
+TileTerms TermsOf(const TileTemplate& tile, const TileSums& s, float weight) {
+  const float quarter = 0.25f * weight;  // a gradient is twice the slope, a sum of two gradients four times
+  return {quarter * static_cast<float>(s.xx),
+          0.5f * quarter * (static_cast<float>(s.xy) + static_cast<float>(s.yx)),
+          quarter * static_cast<float>(s.yy),
+          quarter * static_cast<float>(s.gradient_x),
+          quarter * static_cast<float>(s.gradient_y),
+          quarter * static_cast<float>(s.x),
+          quarter * static_cast<float>(s.y),
+          weight * static_cast<float>(s.r),
+          weight * kTilePixels,
           static_cast<float>(tile.sum) * (1.0f / (kTilePixels * kGrey)) - 1.0f};
 }
 
 }  // namespace
 
-void LevelFit::Compare(const Homography& motion, bool with_gradients) {
+void LevelFit::Compare(const Homography& motion) {
   sums_.resize(static_cast<size_t>(reference_.count()));
   RunStripes(threads_, reference_.rows, [&](int row) {
-    CompareTileRow(reference_, frame_, motion, row, with_gradients,
-                   &sums_[static_cast<size_t>(row) * reference_.columns]);
+    CompareTileRow(reference_, frame_, motion, row, &sums_[static_cast<size_t>(row) * reference_.columns]);
   });
   valid_ = 0;
   for (const TileSums& s : sums_) valid_ += s.valid;
-  if (!with_gradients) return;
-  curvature_.resize(sums_.size());
-  for (size_t i = 0; i < sums_.size(); ++i) {
-    const TileSums& s = sums_[i];
-    curvature_[i] = {0.25f * static_cast<float>(s.xx),
-                     0.125f * (static_cast<float>(s.xy) + static_cast<float>(s.yx)),
-                     0.25f * static_cast<float>(s.yy)};
-  }
 }
 
 void LevelFit::Weigh(double slack) {
@@ -115,26 +106,25 @@ void LevelFit::Weigh(double slack) {
 }
 
 void LevelFit::Measure(const Homography& motion, double slack) {
-  Compare(motion, true);
+  Compare(motion);
   Weigh(slack);
 }
 
 bool LevelFit::Run(MotionKind kind, int steps, double tolerance, double slack, Homography* motion) {
   const int n = Unknowns(kind);
   const TilePlaces places(reference_);
-  const int width = reference_.grey->width, height = reference_.grey->height;
+  const int width = reference_.width, height = reference_.height;
   Homography at = *motion;
   std::vector<NormalEquations> rows(static_cast<size_t>(reference_.rows));
   for (int step = 0; step < steps; ++step) {
-    Compare(at, step < 2);
+    Compare(at);
     if (valid_ < 1) return false;
     Weigh(step == 0 ? slack : 0.2);
     RunStripes(reference_.count() > 4000 ? threads_ : 1, reference_.rows, [&](int r) {
       RowMoments moments;
       for (int c = 0; c < reference_.columns; ++c) {
         const size_t i = static_cast<size_t>(r) * reference_.columns + c;
-        if (weights_[i] > 0)
-          moments.Add(TermsOf(reference_.tiles[i], sums_[i], curvature_[i], weights_[i]), places.U(c));
+        if (weights_[i] > 0) moments.Add(TermsOf(reference_.tiles[i], sums_[i], weights_[i]), places.U(c));
       }
       rows[static_cast<size_t>(r)] = moments.Equations(places.V(r));
     });
@@ -160,7 +150,7 @@ double LevelFit::Correlation() const {
     if (weights_[i] == 0) continue;
     const TileSums& s = sums_[i];
     const TileTemplate& tile = reference_.tiles[i];
-    const double own = static_cast<double>(tile.square) * kTilePixels;
+    const double own = static_cast<double>(tile.variance) * kTilePixels;
     const double rest = s.rr - static_cast<double>(s.r) * s.r / kTilePixels;
     const double mixed = s.rt - static_cast<double>(s.r) * tile.sum / kTilePixels;
     covariance += weights_[i] * (own + mixed);
@@ -181,7 +171,7 @@ double LevelFit::StandardError(MotionKind kind) const {
     for (int c = 0; c < reference_.columns; ++c) {
       const size_t i = static_cast<size_t>(r) * reference_.columns + c;
       if (weights_[i] == 0) continue;
-      const TileTerms t = TermsOf(reference_.tiles[i], sums_[i], curvature_[i], weights_[i]);
+      const TileTerms t = TermsOf(reference_.tiles[i], sums_[i], weights_[i]);
       const double u = places.U(c);
       moments.Add(t, u);
       MotionBasis(u, v, in_x, in_y);

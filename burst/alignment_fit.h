@@ -14,15 +14,12 @@ enum class MotionKind { kTranslation, kAffine, kHomography };
 /// the motion each step solves for an offset and a slope of brightness, so that a frame of another exposure
 /// pulls nowhere. Pixels are summed by tiles in whole numbers, tiles by rows of tiles in a fixed order.
 ///
-/// Two things differ from the textbook. The matrix is made of products of the reference's gradients with the
-/// frame's: the noise of both is independent and drops out, where a gradient's own square would contain it
-/// and hold the steps back at high ISO. And tiles are weighted by 1 / (1 + (e / 3 m)^2)^2 (Geman and McClure
-/// 1987), e being the tile's mean squared difference over what noise and a small misalignment explain, m its
-/// median.
-struct TileCurvature {
-  float xx, xy, yy;  ///< squared gradients without their noise, per pixel of motion, summed over the tile
-};
-
+/// Three things differ from the textbook. The gradient is the mean of both pictures': noise that grows with
+/// brightness makes the product of a picture with its own gradient lean to one side, and in the mean the two
+/// cancel. The matrix is made of products of the one's gradients with the other's: their noise is independent
+/// and drops out, where a gradient's own square would contain it and hold the steps back at high ISO. And
+/// tiles are weighted by 1 / (1 + (e / 3 m)^2)^2 (Geman and McClure 1987), e being the tile's mean squared
+/// difference over what noise and a small misalignment explain, m its median.
 class LevelFit {
  public:
   LevelFit(const TemplateLevel& reference, const GreyPlane& frame, int threads)
@@ -50,7 +47,7 @@ class LevelFit {
   int valid_tiles() const { return valid_; }
 
  private:
-  void Compare(const Homography& motion, bool with_gradients);
+  void Compare(const Homography& motion);
   void Weigh(double slack);
 
   const TemplateLevel& reference_;
@@ -60,7 +57,6 @@ class LevelFit {
   float noise_ = 0;   // mean squared difference of a still tile, Q5 squared
   float median_ = 0;  // of the excess
   std::vector<TileSums> sums_;
-  std::vector<TileCurvature> curvature_;
   std::vector<float> excess_;   // e of valid tiles, below 0 of others
   std::vector<float> weights_;  // 0 of tiles outside the frame
 };

@@ -12,66 +12,62 @@ constexpr int kGradientLimit = 4095;
 constexpr int kResidualLimit = 2047;
 constexpr int kFractionBits = 14;
 
-void GradientRow(const int16_t* __restrict above, const int16_t* __restrict row,
-                 const int16_t* __restrict below, int16_t* __restrict gx, int16_t* __restrict gy, int n) {
-  const auto limited = [](int v) {
-    return static_cast<int16_t>(v < -kGradientLimit  ? -kGradientLimit
-                                : v > kGradientLimit ? kGradientLimit
-                                                     : v);
-  };
-  for (int x = 1; x < n - 1; ++x) gx[x] = limited(row[x + 1] - row[x - 1]);
-  gx[0] = gx[n - 1] = 0;
-  for (int x = 0; x < n; ++x) gy[x] = limited(below[x] - above[x]);
+inline int16_t Limited(int v, int limit) {
+  return static_cast<int16_t>(v < -limit ? -limit : v > limit ? limit : v);
 }
 
-TileTemplate DescribeTile(const TemplateLevel& level, int x0, int y0) {
-  TileTemplate tile = {};
+/// The plane's edges repeat, so that a tile there has its gradients too.
+void DescribeTile(const GreyPlane& plane, int x0, int y0, TileTemplate* tile) {
+  tile->sum = 0;
   int64_t square = 0, energy = 0;
-  for (int y = y0; y < y0 + kTileSide; ++y) {
-    const int16_t* p = level.grey->Row(y) + x0;
-    const int16_t* gx = level.gradient_x.Row(y) + x0;
-    const int16_t* gy = level.gradient_y.Row(y) + x0;
+  for (int y = 0; y < kTileSide; ++y) {
+    const int16_t* p = plane.Row(y0 + y) + x0;
     for (int x = 0; x < kTileSide; ++x) {
-      tile.sum += p[x];
+      const int i = y * kTileSide + x;
+      const int gx = Limited(p[x + 1] - p[x - 1], kGradientLimit);
+      const int gy = Limited(p[x + plane.pitch] - p[x - plane.pitch], kGradientLimit);
+      tile->grey[i] = p[x];
+      tile->gradient_x[i] = static_cast<int16_t>(gx);
+      tile->gradient_y[i] = static_cast<int16_t>(gy);
+      tile->sum += p[x];
       square += p[x] * p[x];
-      tile.gradient_x += gx[x];
-      tile.gradient_y += gy[x];
-      energy += gx[x] * gx[x] + gy[x] * gy[x];
+      energy += gx * gx + gy * gy;
     }
   }
-  square -= static_cast<int64_t>(tile.sum) * tile.sum / kTilePixels;
-  tile.square = static_cast<int32_t>((square + kTilePixels / 2) / kTilePixels);
-  tile.energy = static_cast<float>(energy);
-  return tile;
+  square -= static_cast<int64_t>(tile->sum) * tile->sum / kTilePixels;
+  tile->variance = static_cast<int32_t>((square + kTilePixels / 2) / kTilePixels);
+  tile->energy = static_cast<float>(energy);
 }
 
-/// Where a run of 8 pixels starts in the frame, and how far between pixels.
-struct Run {
-  const int16_t* upper;
-  const int16_t* lower;
-  int fraction_x, fraction_y;  // Q14
-};
+/// A tile with a pixel around it as the frame shows it; the last columns are only there to fill vectors.
+constexpr int kShownPitch = 16;
+constexpr int kShownRows = kTileSide + 2;
 
-/// a + (b - a) * fraction; the difference times 4 and the fraction are 16 bits each, of whose product the
-/// upper half is kept.
-inline int Between(int a, int b, int16_t fraction) {
+/// a + (b - a) * fraction; the difference times 4 and the fraction in Q14 are 16 bits each, of whose product
+/// the upper half is kept.
+inline int16_t Between(int16_t a, int16_t b, int16_t fraction) {
   const auto steps = static_cast<int16_t>((b - a) * 4);
-  return a + ((steps * fraction) >> 16);
+  return static_cast<int16_t>(a + ((steps * fraction) >> 16));
 }
 
-inline void ReadRun(const Run& run, int16_t* __restrict out) {
-  int16_t column[kTileSide + 1];
-  const int16_t* __restrict upper = run.upper;
-  const int16_t* __restrict lower = run.lower;
-  const auto fy = static_cast<int16_t>(run.fraction_y), fx = static_cast<int16_t>(run.fraction_x);
-  for (int i = 0; i < kTileSide; ++i) column[i] = static_cast<int16_t>(Between(upper[i], lower[i], fy));
-  column[kTileSide] = static_cast<int16_t>(Between(upper[kTileSide], lower[kTileSide], fy));
-  for (int i = 0; i < kTileSide; ++i) out[i] = static_cast<int16_t>(Between(column[i], column[i + 1], fx));
+/// A row of kShownPitch values at (fraction_x, fraction_y) from each of `upper`, whose neighbours below are
+/// at `lower`.
+inline void ReadRow(const int16_t* __restrict upper, const int16_t* __restrict lower, int16_t fraction_x,
+                    int16_t fraction_y, int16_t* __restrict out) {
+  int16_t column[kShownPitch + 8];
+  for (int i = 0; i < kShownPitch + 8; ++i) column[i] = Between(upper[i], lower[i], fraction_y);
+  for (int i = 0; i < kShownPitch; ++i) out[i] = Between(column[i], column[i + 1], fraction_x);
 }
 
 inline int32_t Dot(const int16_t* __restrict a, const int16_t* __restrict b) {
   int32_t sum = 0;
-  for (int i = 0; i < kTileSide; ++i) sum += a[i] * b[i];
+  for (int i = 0; i < kTilePixels; ++i) sum += a[i] * b[i];
+  return sum;
+}
+
+inline int32_t Sum(const int16_t* a) {
+  int32_t sum = 0;
+  for (int i = 0; i < kTilePixels; ++i) sum += a[i];
   return sum;
 }
 
@@ -99,91 +95,79 @@ bool Inside(const TileMap& map, const GreyPlane& frame) {
          std::min(map.y, last_y) >= -1 && std::max(map.y, last_y) < frame.height;
 }
 
-void AddFrameGradients(const int16_t* gx, const int16_t* gy, const int16_t* near, ptrdiff_t pitch,
-                       TileSums* sums) {
-  int16_t along[kTileSide], across[kTileSide];
-  for (int i = 0; i < kTileSide; ++i) {
-    along[i] = static_cast<int16_t>(near[i + 1] - near[i - 1]);
-    across[i] = static_cast<int16_t>(near[i + pitch] - near[i - pitch]);
+void ReadTile(const GreyPlane& frame, const TileMap& map, int16_t* shown) {
+  constexpr double kOne = 1 << kFractionBits;
+  // Counted from a corner of the pad no place is negative, and truncation rounds down.
+  constexpr int kCorner = GreyPlane::kPad;
+  const double first_x = map.x - (0.5 * (kTileSide - 1) + 1 - kCorner), first_y = map.y + kCorner;
+  for (int j = 0; j < kShownRows; ++j) {
+    const double x = first_x + map.row_x * (j - 1), y = first_y + map.row_y * (j - 1);
+    const auto whole_x = static_cast<int>(x), whole_y = static_cast<int>(y);
+    const int16_t* source = frame.Row(whole_y - kCorner) + (whole_x - kCorner);
+    ReadRow(source, source + frame.pitch, static_cast<int16_t>((x - whole_x) * kOne),
+            static_cast<int16_t>((y - whole_y) * kOne), shown + j * kShownPitch);
   }
-  sums->xx += Dot(gx, along);
-  sums->xy += Dot(gx, across);
-  sums->yx += Dot(gy, along);
-  sums->yy += Dot(gy, across);
 }
 
-TileSums CompareTile(const TemplateLevel& reference, const GreyPlane& frame, const TileMap& map, int x0,
-                     int y0, bool with_gradients) {
-  TileSums sums = {};
-  if (!Inside(map, frame)) return sums;
-  sums.valid = 1;
+void CompareTile(const TileTemplate& tile, const int16_t* __restrict shown, TileSums* sums) {
+  int16_t rest[kTilePixels], along[kTilePixels], across[kTilePixels], both_x[kTilePixels],
+      both_y[kTilePixels];
   for (int j = 0; j < kTileSide; ++j) {
-    // Counted from the pad's corner neither is negative, and truncation rounds down.
-    const double x = map.x + map.row_x * j + (1 - 0.5 * (kTileSide - 1)), y = map.y + map.row_y * j + 1;
-    const auto whole_x = static_cast<int>(x), whole_y = static_cast<int>(y);
-    constexpr double kOne = 1 << kFractionBits;
-    const auto fraction_x = static_cast<int>((x - whole_x) * kOne),
-               fraction_y = static_cast<int>((y - whole_y) * kOne);
-    const int16_t* source = frame.Row(whole_y - 1) + (whole_x - 1);
-    int16_t shown[kTileSide], rest[kTileSide];
-    ReadRun({source, source + frame.pitch, fraction_x, fraction_y}, shown);
-    const int16_t* __restrict p = reference.grey->Row(y0 + j) + x0;
+    const int16_t* __restrict s = shown + (j + 1) * kShownPitch + 1;
     for (int i = 0; i < kTileSide; ++i) {
-      const int r = shown[i] - p[i];
-      rest[i] = static_cast<int16_t>(r < -kResidualLimit  ? -kResidualLimit
-                                     : r > kResidualLimit ? kResidualLimit
-                                                          : r);
-      sums.r += rest[i];
-    }
-    const int16_t* gx = reference.gradient_x.Row(y0 + j) + x0;
-    const int16_t* gy = reference.gradient_y.Row(y0 + j) + x0;
-    sums.x += Dot(gx, rest);
-    sums.y += Dot(gy, rest);
-    sums.rr += Dot(rest, rest);
-    sums.rt += Dot(rest, p);
-    if (with_gradients) {
-      const int16_t* near =
-          source + (fraction_y >> (kFractionBits - 1)) * frame.pitch + (fraction_x >> (kFractionBits - 1));
-      AddFrameGradients(gx, gy, near, frame.pitch, &sums);
+      const int k = j * kTileSide + i;
+      rest[k] = Limited(s[i] - tile.grey[k], kResidualLimit);
+      along[k] = static_cast<int16_t>(s[i + 1] - s[i - 1]);
+      across[k] = static_cast<int16_t>(s[i + kShownPitch] - s[i - kShownPitch]);
     }
   }
-  return sums;
+  for (int k = 0; k < kTilePixels; ++k) {
+    both_x[k] = static_cast<int16_t>(tile.gradient_x[k] + along[k]);
+    both_y[k] = static_cast<int16_t>(tile.gradient_y[k] + across[k]);
+  }
+  sums->valid = 1;
+  sums->x = Dot(both_x, rest);
+  sums->y = Dot(both_y, rest);
+  sums->gradient_x = Sum(both_x);
+  sums->gradient_y = Sum(both_y);
+  sums->r = Sum(rest);
+  sums->rr = Dot(rest, rest);
+  sums->rt = Dot(rest, tile.grey);
+  sums->xx = Dot(tile.gradient_x, along);
+  sums->xy = Dot(tile.gradient_x, across);
+  sums->yx = Dot(tile.gradient_y, along);
+  sums->yy = Dot(tile.gradient_y, across);
 }
 
 }  // namespace
 
-void TemplateLevel::Prepare(const GreyPlane* plane, int threads) {
-  grey = plane;
-  const int w = plane->width, h = plane->height;
-  gradient_x.Resize(w, h);
-  gradient_y.Resize(w, h);
-  columns = w / kTileSide;
-  rows = h / kTileSide;
-  left = (w - columns * kTileSide) / 2;
-  top = (h - rows * kTileSide) / 2;
+void TemplateLevel::Prepare(const GreyPlane& plane, int threads) {
+  width = plane.width;
+  height = plane.height;
+  columns = width / kTileSide;
+  rows = height / kTileSide;
+  left = (width - columns * kTileSide) / 2;
+  top = (height - rows * kTileSide) / 2;
   tiles.resize(static_cast<size_t>(count()));
   RunStripes(threads, rows, [&](int r) {
-    const int first = r == 0 ? 0 : top + r * kTileSide, end = r == rows - 1 ? h : top + (r + 1) * kTileSide;
-    for (int y = first; y < end; ++y) {
-      const bool edge = y == 0 || y == h - 1;  // no slope across the rows there
-      GradientRow(plane->Row(edge ? y : y - 1), plane->Row(y), plane->Row(edge ? y : y + 1),
-                  gradient_x.Row(y), gradient_y.Row(y), w);
-    }
     for (int c = 0; c < columns; ++c) {
-      tiles[static_cast<size_t>(r) * columns + c] =
-          DescribeTile(*this, left + c * kTileSide, top + r * kTileSide);
+      DescribeTile(plane, left + c * kTileSide, top + r * kTileSide,
+                   &tiles[static_cast<size_t>(r) * columns + c]);
     }
   });
 }
 
 void CompareTileRow(const TemplateLevel& reference, const GreyPlane& frame, const Homography& motion, int row,
-                    bool with_gradients, TileSums* sums) {
+                    TileSums* sums) {
   constexpr double kMiddle = 0.5 * (kTileSide - 1);
-  const int y0 = reference.top + row * kTileSide;
+  int16_t shown[kShownRows * kShownPitch];
   for (int c = 0; c < reference.columns; ++c) {
-    const int x0 = reference.left + c * kTileSide;
-    sums[c] =
-        CompareTile(reference, frame, MapNear(motion, x0 + kMiddle, y0 + kMiddle), x0, y0, with_gradients);
+    sums[c] = {};
+    const TileMap map =
+        MapNear(motion, reference.left + c * kTileSide + kMiddle, reference.top + row * kTileSide + kMiddle);
+    if (!Inside(map, frame)) continue;
+    ReadTile(frame, map, shown);
+    CompareTile(reference.tiles[static_cast<size_t>(row) * reference.columns + c], shown, &sums[c]);
   }
 }
 

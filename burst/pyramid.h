@@ -10,7 +10,9 @@ namespace zolt {
 /// A grey picture in 1/32 of an 8-bit level (Q5: 0..8160) with kPad pixels around it that may be read: rows
 /// -kPad..height + kPad - 1, columns alike. They repeat the edge once RepeatEdges has run.
 struct GreyPlane {
-  static constexpr int kPad = 2;
+  static constexpr int kPad = 3;
+
+  static constexpr int kSlack = 32;  ///< pixels behind the last row, so that whole vectors can be read
 
   int width = 0;
   int height = 0;
@@ -21,7 +23,7 @@ struct GreyPlane {
     width = w;
     height = h;
     pitch = w + 2 * kPad;
-    data.resize(static_cast<size_t>(pitch) * (h + 2 * kPad));
+    data.resize(static_cast<size_t>(pitch) * (h + 2 * kPad) + kSlack);
   }
   const int16_t* Row(int y) const { return data.data() + (y + kPad) * pitch + kPad; }
   int16_t* Row(int y) { return data.data() + (y + kPad) * pitch + kPad; }
