@@ -1,11 +1,13 @@
 #include "burst/alignment.h"
 
 #include <algorithm>
+#include <cmath>
 #include <new>
 #include <vector>
 
 #include "burst/alignment_fit.h"
 #include "burst/alignment_search.h"
+#include "burst/tone_match.h"
 
 namespace zolt {
 
@@ -53,63 +55,141 @@ class PairAlignment {
       : reference_(reference), frame_(frame), threads_(threads) {}
 
   void Run(const Homography* guess, Alignment* result) {
-    Homography motion = Start(guess);
     const int finest = frame_.finest(), coarsest = frame_.coarsest();
-    for (int k = coarsest - 1; k >= finest; --k) Refine(k, k == finest ? 0.003 : 0.02, 0.7, &motion);
-    LevelFit fit(reference_.Level(finest), frame_.Level(finest), threads_);
-    fit.Measure(ToLevel(motion, finest), 0.2);
-    const MotionKind kind = KindFor(reference_.Level(finest));
-    result->motion = motion;
-    result->correlation = static_cast<float>(fit.Correlation());
-    result->error = static_cast<float>(fit.StandardError(kind) * (1 << finest));
-    result->moved_share = static_cast<float>(fit.MovedShare());
-    result->overlap = static_cast<float>(fit.Overlap());
-    result->aligned = result->error < 1.0f;
+    CompareTones(nullptr);
+    Homography motion = Start(guess);
+    CompareTones(&motion);
+    for (int k = coarsest - 1; k > finest; --k) {
+      Level level = At(k);
+      Refine(level, 0.02, 0.7, &motion);
+      if (differs_) CompareTones(&motion);
+    }
+    Level level = At(finest);
+    Refine(level, 0.003, 0.7, &motion);
+    Tell(level, motion, result);
   }
 
  private:
-  struct Candidate {
-    Homography motion;
-    double score;
+  /// What is compared at one level. The two planes of an own exposure are only made if there is one.
+  struct Level {
+    int k;
+    const GreyPlane* frame;
+    const TemplateLevel* reference;
+    GreyPlane mapped, limited;
+    TemplateLevel limited_reference;
+    std::unique_ptr<LevelFit> fit;
   };
 
-  bool Refine(int k, double tolerance, double slack, Homography* motion) const {
-    LevelFit fit(reference_.Level(k), frame_.Level(k), threads_);
-    Homography at = ToLevel(*motion, k);
-    if (!fit.Run(KindFor(reference_.Level(k)), 10, tolerance, slack, &at)) return false;
-    *motion = FromLevel(at, k);
-    return true;
+  /// Learns the curve between the pictures' tones: of all they show, or of what they show both at `motion`.
+  void CompareTones(const Homography* motion) {
+    const int k = std::max(frame_.coarsest() - 1, frame_.finest());
+    GreyHistogram reference, frame;
+    if (motion != nullptr) {
+      OverlapHistograms(reference_.pyramid.Level(k), frame_.Level(k), ToLevel(*motion, k), &reference,
+                        &frame);
+    } else {
+      reference = HistogramOf(reference_.pyramid.Level(k));
+      frame = HistogramOf(frame_.Level(k));
+    }
+    if (frame.total == 0) return;
+    curve_ = MatchTones(frame, reference);
+    differs_ = !curve_.IsSame(frame);
+    shown_ = frame;
   }
 
-  double Score(int k, const Homography& motion) const {
-    LevelFit fit(reference_.Level(k), frame_.Level(k), 1);
-    fit.Measure(ToLevel(motion, k), 1);
-    return fit.Correlation() * std::min(1.0, 2 * fit.Overlap());
+  Level At(int k) const {
+    Level level = {};
+    level.k = k;
+    level.frame = &frame_.Level(k);
+    level.reference = &reference_.Level(k);
+    return level;
+  }
+
+  /// To be called where the level stays.
+  void Prepare(Level* level) const {
+    if (differs_) {
+      level->mapped = frame_.Level(level->k);
+      ApplyCurve(curve_, threads_, &level->mapped);
+      level->frame = &level->mapped;
+      level->limited = reference_.pyramid.Level(level->k);
+      LimitTo(curve_.ceiling, threads_, &level->limited);
+      level->limited_reference.Prepare(level->limited, threads_);
+      level->reference = &level->limited_reference;
+    }
+    level->fit = std::make_unique<LevelFit>(*level->reference, *level->frame, differs_, threads_);
+  }
+
+  bool Refine(Level& level, double tolerance, double slack, Homography* motion) const {
+    if (level.fit == nullptr) Prepare(&level);
+    Homography at = ToLevel(*motion, level.k);
+    if (!level.fit->Run(KindFor(*level.reference), 10, tolerance, slack, &at)) return false;
+    *motion = FromLevel(at, level.k);
+    return true;
   }
 
   /// The best of the places that the smallest level knows, the identity and the guess.
   Homography Start(const Homography* guess) const {
     const int k = frame_.coarsest();
-    const GreyPlane& small = frame_.Level(k);
+    Level level = At(k);
+    Prepare(&level);
     std::vector<Homography> places = {Homography::Identity()};
     if (guess != nullptr && IsUsable(*guess, reference_.width, reference_.height)) places.push_back(*guess);
-    const int reach = std::min(small.width / 8 + 1, 24);
-    for (const ShiftScore& shift :
-         SearchShifts(reference_.pyramid.Level(k), small, reach, reach, 3, threads_)) {
+    const int reach = std::min(level.frame->width / 8 + 1, 24);
+    const GreyPlane& reference = differs_ ? level.limited : reference_.pyramid.Level(k);
+    for (const ShiftScore& shift : SearchShifts(reference, *level.frame, reach, reach, 3, threads_)) {
       places.push_back(FromLevel(Homography::Translation(shift.x, shift.y), k));
     }
-    Candidate best = {Homography::Identity(), -2};
+    Homography best = Homography::Identity();
+    double best_score = -2;
     for (Homography place : places) {
-      Refine(k, 0.02, 2, &place);
-      const double score = Score(k, place);
-      if (score > best.score) best = {place, score};
+      Refine(level, 0.02, 2, &place);
+      level.fit->Measure(ToLevel(place, k), 1);
+      const double score = level.fit->Correlation() * std::min(1.0, 2 * level.fit->Overlap());
+      if (score <= best_score) continue;
+      best_score = score;
+      best = place;
     }
-    return best.motion;
+    return best;
+  }
+
+  void Tell(Level& level, const Homography& motion, Alignment* result) const {
+    LevelFit& fit = *level.fit;
+    fit.Measure(ToLevel(motion, level.k), 0.2);
+    result->motion = motion;
+    result->correlation = static_cast<float>(fit.Correlation());
+    result->error = static_cast<float>(fit.StandardError(KindFor(*level.reference)) * (1 << level.k));
+    result->moved_share = static_cast<float>(fit.MovedShare());
+    result->overlap = static_cast<float>(fit.Overlap());
+    result->aligned = result->error < 1.0f;
+    TellTones(fit, result);
+  }
+
+  /// The curve between exposures, if there is one, less what the fit found left over.
+  void TellTones(const LevelFit& fit, Alignment* result) const {
+    constexpr double kNoDifference = 0.6;  // levels
+    double level[256], largest = 0;
+    for (int v = 0; v < 256; ++v) {
+      const double mapped = differs_ ? curve_.value[v] : 32 * v;
+      level[v] = (mapped - fit.offset() - fit.slope() * (mapped / 4096 - 1)) / 32;
+      largest = std::max(largest, std::abs(level[v] - v));
+    }
+    double before = 0, after = 0;
+    for (int v = 0; v < 256; ++v) {
+      const double rounded = std::clamp(level[v] + 0.5, 0.0, 255.0);
+      if (largest > kNoDifference) result->tone[v] = static_cast<uint8_t>(rounded);
+      if (v >= 250) continue;
+      before += static_cast<double>(shown_.count[v]) * (v + 0.5);
+      after += static_cast<double>(shown_.count[v]) * (level[v] + 0.5);
+    }
+    if (before > 0 && largest > kNoDifference) result->gain = static_cast<float>(after / before);
   }
 
   const AlignmentReference::Data& reference_;
   const Pyramid& frame_;
   int threads_;
+  bool differs_ = false;  // in exposure, by more than the fit's own offset and slope take care of
+  LevelCurve curve_ = {};
+  GreyHistogram shown_;  // of the frame
 };
 
 }  // namespace

@@ -72,36 +72,60 @@ TileTerms TermsOf(const TileTemplate& tile, const TileSums& s, float weight) {
 void LevelFit::Compare(const Homography& motion) {
   sums_.resize(static_cast<size_t>(reference_.count()));
   RunStripes(threads_, reference_.rows, [&](int row) {
-    CompareTileRow(reference_, frame_, motion, row, &sums_[static_cast<size_t>(row) * reference_.columns]);
+    const size_t first = static_cast<size_t>(row) * reference_.columns;
+    CompareTileRow(reference_, frame_, motion, row, &sums_[first]);
+    if (!about_means_) return;
+    for (size_t i = first; i < first + reference_.columns; ++i)
+      sums_[i] = AboutMeans(reference_.tiles[i], sums_[i]);
   });
   valid_ = 0;
   for (const TileSums& s : sums_) valid_ += s.valid;
 }
 
+/// A tile that is one value, black or blown out, hides what is there, noise too.
+bool LevelFit::Tells(size_t tile) const {
+  constexpr int kLeastVariance = 16;  // a sixteenth of a level squared
+  return sums_[tile].valid && reference_.tiles[tile].variance >= kLeastVariance;
+}
+
+/// A quarter of the tiles is still and plain enough, in each band of brightness that has some.
+void LevelFit::MeasureNoise() {
+  constexpr size_t kLeast = 24;
+  std::vector<float> values[kNoiseBins], all;
+  for (size_t i = 0; i < sums_.size(); ++i) {
+    if (!Tells(i)) continue;
+    const float square = static_cast<float>(sums_[i].rr) * (1.0f / kTilePixels);
+    values[NoiseBin(reference_.tiles[i])].push_back(square);
+    all.push_back(square);
+  }
+  if (all.empty()) return;
+  const float common = std::max(Quantile(&all, 0.25), 1.0f);
+  for (int bin = 0; bin < kNoiseBins; ++bin) {
+    const float own = values[bin].size() < kLeast ? common : Quantile(&values[bin], 0.25);
+    noise_[bin] = std::clamp(own, 0.1f * common, 4 * common);
+  }
+}
+
 void LevelFit::Weigh(double slack) {
   excess_.assign(sums_.size(), -1.0f);
   weights_.assign(sums_.size(), 0.0f);
-  if (valid_ == 0) return;
+  MeasureNoise();
   std::vector<float> values;
   values.reserve(static_cast<size_t>(valid_));
-  for (const TileSums& s : sums_) {
-    if (s.valid) values.push_back(static_cast<float>(s.rr) * (1.0f / kTilePixels));
-  }
-  noise_ = std::max(Quantile(&values, 0.25), 1.0f);
-  values.clear();
   const float allowed = static_cast<float>(slack * slack) * (0.25f / kTilePixels);
   for (size_t i = 0; i < sums_.size(); ++i) {
-    if (!sums_[i].valid) continue;
-    const float expected = noise_ + allowed * reference_.tiles[i].energy;
+    if (!Tells(i)) continue;
+    const float expected = noise_[NoiseBin(reference_.tiles[i])] + allowed * reference_.tiles[i].energy;
     excess_[i] = static_cast<float>(sums_[i].rr) * (1.0f / kTilePixels) / expected;
     values.push_back(excess_[i]);
   }
+  if (values.empty()) return;
   median_ = std::max(Quantile(&values, 0.5), 0.05f);
   for (size_t i = 0; i < sums_.size(); ++i) {
-    if (!sums_[i].valid) continue;
+    if (excess_[i] < 0) continue;
     const float ratio = excess_[i] / (3 * median_);
     const float weight = 1 / (1 + ratio * ratio);
-    weights_[i] = weight * weight;
+    weights_[i] = weight * weight * (100 / noise_[NoiseBin(reference_.tiles[i])]);
   }
 }
 
@@ -134,6 +158,8 @@ bool LevelFit::Run(MotionKind kind, int steps, double tolerance, double slack, H
     double z[kMaxUnknowns] = {};
     std::copy(system.b, system.b + n, z);
     Solve(system, n, z);
+    offset_ = z[0];
+    slope_ = z[1];
     const Homography next = Compose(at, Undoing(z, places));
     if (!IsUsable(next, width, height)) return false;
     const double moved = LargestCornerDistance(at, next, width, height);
@@ -215,9 +241,12 @@ double LevelFit::Overlap() const {
 }
 
 double LevelFit::MovedShare() const {
-  int moved = 0;
-  for (const float excess : excess_) moved += excess > 4 * median_ ? 1 : 0;
-  return valid_ > 0 ? static_cast<double>(moved) / valid_ : 0;
+  int moved = 0, compared = 0;
+  for (const float excess : excess_) {
+    compared += excess >= 0 ? 1 : 0;
+    moved += excess > 4 * median_ ? 1 : 0;
+  }
+  return compared > 0 ? static_cast<double>(moved) / compared : 0;
 }
 
 }  // namespace zolt

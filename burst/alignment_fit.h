@@ -22,8 +22,9 @@ enum class MotionKind { kTranslation, kAffine, kHomography };
 /// difference over what noise and a small misalignment explain, m its median.
 class LevelFit {
  public:
-  LevelFit(const TemplateLevel& reference, const GreyPlane& frame, int threads)
-      : reference_(reference), frame_(frame), threads_(threads) {}
+  /// `about_means`: each tile is compared about its own mean.
+  LevelFit(const TemplateLevel& reference, const GreyPlane& frame, bool about_means, int threads)
+      : reference_(reference), frame_(frame), about_means_(about_means), threads_(threads) {}
 
   /// Sets out from `motion`, in pixels of this level, and improves it until a step moves no corner by more
   /// than `tolerance` pixels, at most `steps` times. `slack`: misalignment in pixels that the first step
@@ -42,20 +43,32 @@ class LevelFit {
   /// how much the tiles contradict each other.
   double StandardError(MotionKind kind) const;
 
+  /// What the last step took off the frame's grey value g, Q5, to compare it: offset + slope * (g / 4096 -
+  /// 1).
+  double offset() const { return offset_; }
+  double slope() const { return slope_; }
+
   double Overlap() const;     ///< share of the tiles that the frame shows
   double MovedShare() const;  ///< share of these that differ by more than noise
   int valid_tiles() const { return valid_; }
 
  private:
+  static constexpr int kNoiseBins = 16;
+  static int NoiseBin(const TileTemplate& tile) { return tile.sum / (kTilePixels * 8192 / kNoiseBins); }
+
   void Compare(const Homography& motion);
+  bool Tells(size_t tile) const;
+  void MeasureNoise();
   void Weigh(double slack);
 
   const TemplateLevel& reference_;
   const GreyPlane& frame_;
+  bool about_means_;
   int threads_;
   int valid_ = 0;
-  float noise_ = 0;   // mean squared difference of a still tile, Q5 squared
-  float median_ = 0;  // of the excess
+  double offset_ = 0, slope_ = 0;
+  float noise_[kNoiseBins] = {};  // mean squared difference of a still tile by brightness, Q5 squared
+  float median_ = 0;              // of the excess
   std::vector<TileSums> sums_;
   std::vector<float> excess_;   // e of valid tiles, below 0 of others
   std::vector<float> weights_;  // 0 of tiles outside the frame

@@ -18,7 +18,7 @@ inline int16_t Limited(int v, int limit) {
 
 /// The plane's edges repeat, so that a tile there has its gradients too.
 void DescribeTile(const GreyPlane& plane, int x0, int y0, TileTemplate* tile) {
-  tile->sum = 0;
+  tile->sum = tile->sum_x = tile->sum_y = 0;
   int64_t square = 0, energy = 0;
   for (int y = 0; y < kTileSide; ++y) {
     const int16_t* p = plane.Row(y0 + y) + x0;
@@ -30,6 +30,8 @@ void DescribeTile(const GreyPlane& plane, int x0, int y0, TileTemplate* tile) {
       tile->gradient_x[i] = static_cast<int16_t>(gx);
       tile->gradient_y[i] = static_cast<int16_t>(gy);
       tile->sum += p[x];
+      tile->sum_x += gx;
+      tile->sum_y += gy;
       square += p[x] * p[x];
       energy += gx * gx + gy * gy;
     }
@@ -155,6 +157,24 @@ void TemplateLevel::Prepare(const GreyPlane& plane, int threads) {
                    &tiles[static_cast<size_t>(r) * columns + c]);
     }
   });
+}
+
+TileSums AboutMeans(const TileTemplate& tile, const TileSums& sums) {
+  const auto less = [](int32_t sum, int32_t a, int32_t b) {
+    return static_cast<int32_t>(sum - static_cast<int64_t>(a) * b / kTilePixels);
+  };
+  const int32_t frame_x = sums.gradient_x - tile.sum_x, frame_y = sums.gradient_y - tile.sum_y;
+  TileSums about = sums;
+  about.x = less(sums.x, sums.gradient_x, sums.r);
+  about.y = less(sums.y, sums.gradient_y, sums.r);
+  about.gradient_x = about.gradient_y = about.r = 0;
+  about.rr = less(sums.rr, sums.r, sums.r);
+  about.rt = less(sums.rt, sums.r, tile.sum);
+  about.xx = less(sums.xx, tile.sum_x, frame_x);
+  about.xy = less(sums.xy, tile.sum_x, frame_y);
+  about.yx = less(sums.yx, tile.sum_y, frame_x);
+  about.yy = less(sums.yy, tile.sum_y, frame_y);
+  return about;
 }
 
 void CompareTileRow(const TemplateLevel& reference, const GreyPlane& frame, const Homography& motion, int row,

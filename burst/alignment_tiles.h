@@ -17,9 +17,10 @@ struct TileTemplate {
   int16_t grey[kTilePixels];
   int16_t gradient_x[kTilePixels];
   int16_t gradient_y[kTilePixels];
-  int32_t sum;       ///< of the grey values
-  int32_t variance;  ///< their mean squared distance from the mean, rounded
-  float energy;      ///< sum of the squared gradients
+  int32_t sum;           ///< of the grey values
+  int32_t sum_x, sum_y;  ///< of the gradients
+  int32_t variance;      ///< their mean squared distance from the mean, rounded
+  float energy;          ///< sum of the squared gradients
 };
 
 /// One level of a reference, cut in tiles. They cover the plane but for less than a tile's side, which is
@@ -45,6 +46,10 @@ struct TileSums {
   int32_t rt;                      ///< r times the reference
   int32_t xx, xy, yx, yy;  ///< reference's gradient times the frame's: the first letter is the reference's
 };
+
+/// The sums as they would be if the frame's tile had the reference's mean: what tells motion still where
+/// another exposure left objects of different colours differently bright.
+TileSums AboutMeans(const TileTemplate& tile, const TileSums& sums);
 
 /// Compares the tiles of one row of tiles with the frame at `motion`, which counts in pixels of this level.
 /// Within a tile each row of pixels is read along a straight run of whole steps through its middle's place,
