@@ -17,13 +17,19 @@ constexpr int kLinePad = 4 * kWarpBlock;  // columns beside the frame that a lin
 constexpr int64_t kOne = 65536;
 constexpr int64_t kTolerance = kOne / 4;
 
-/// Q16, saturated far outside any picture; not-a-number is far outside too.
+/// Q16, rounded, saturated far outside any picture; not-a-number is far outside too. Without negative numbers
+/// truncation is all it takes to round.
 int64_t ToFixed(double place) {
   constexpr double kFar = 1e8;
   if (!(place > -kFar)) place = -kFar;
   if (place > kFar) place = kFar;
-  return static_cast<int64_t>(std::floor(place * kOne + 0.5));
+  return static_cast<int64_t>((place + kFar) * kOne + 0.5) - static_cast<int64_t>(kFar) * kOne;
 }
+
+/// A place in the frame, Q16.
+struct Place {
+  int64_t x, y;
+};
 
 /// Where a stretch of a row of `out` begins in the frame, and the step from pixel to pixel, Q16.
 struct Stretch {
@@ -49,25 +55,18 @@ class RowWarp {
     return true;
   }
 
-  void Pixels(uint8_t* out) const {
-    uint8_t values[kWarpBlock];
-    for (int x = 0; x < width_; x += kWarpBlock * phases_) {
-      const Stretch s = At(x);
-      for (int phase = 0; phase < phases_; ++phase) {
-        const WarpRun places = {s.x + s.step_x * phase, static_cast<int32_t>(s.step_x * phases_)};
-        const int count = std::min(kWarpBlock, (width_ - x - phase + phases_ - 1) / phases_);
-        Sample(places, values);
-        for (int i = 0; i < count; ++i) out[x + phase + i * phases_] = values[i];
-      }
-    }
-  }
-
-  void Outside(uint8_t* out) const {
-    for (int x = 0; x < width_; x += kWarpBlock) {
-      const Stretch s = At(x);
-      const int count = std::min(kWarpBlock, width_ - x);
-      const bool ends = Shown(s, 0) && Shown(s, count - 1);
-      for (int i = 0; i < count; ++i) out[x + i] = ends || Shown(s, i) ? 0 : 255;
+  /// `outside` may be null.
+  void Run(uint8_t* out, uint8_t* outside) const {
+    const int length = kWarpBlock * phases_, shift = phases_ == 1 ? 4 : 5;
+    static_assert(kWarpBlock == 16);
+    Place here = PlaceOf(0);
+    for (int x = 0; x < width_; x += length) {
+      const Place next = PlaceOf(x + length);
+      const Stretch stretch = {here.x, here.y, (next.x - here.x) >> shift, (next.y - here.y) >> shift};
+      const int count = std::min(length, width_ - x);
+      Pixels(stretch, count, out + x);
+      if (outside != nullptr) Outside(stretch, count, outside + x);
+      here = next;
     }
   }
 
@@ -89,13 +88,28 @@ class RowWarp {
     }
   }
 
-  Stretch At(int x) const {
-    double x0, y0, x1, y1;
-    const int length = kWarpBlock * phases_;
-    motion_.Map(x, y_, &x0, &y0);
-    motion_.Map(x + length, y_, &x1, &y1);
-    const int64_t from_x = ToFixed(x0), from_y = ToFixed(y0);
-    return {from_x, from_y, (ToFixed(x1) - from_x) / length, (ToFixed(y1) - from_y) / length};
+  Place PlaceOf(int x) const {
+    double to_x, to_y;
+    motion_.Map(x, y_, &to_x, &to_y);
+    return {ToFixed(to_x), ToFixed(to_y)};
+  }
+
+  void Pixels(const Stretch& stretch, int count, uint8_t* out) const {
+    if (phases_ == 1 && count == kWarpBlock)
+      return Sample({stretch.x, static_cast<int32_t>(stretch.step_x)}, out);
+    uint8_t values[kWarpBlock];
+    for (int phase = 0; phase < phases_; ++phase) {
+      Sample({stretch.x + stretch.step_x * phase, static_cast<int32_t>(stretch.step_x * phases_)}, values);
+      for (int i = 0; phase + i * phases_ < count; ++i) out[phase + i * phases_] = values[i];
+    }
+  }
+
+  void Outside(const Stretch& stretch, int count, uint8_t* out) const {
+    if (Shown(stretch, 0) && Shown(stretch, count - 1)) {
+      std::memset(out, 0, static_cast<size_t>(count));
+      return;
+    }
+    for (int i = 0; i < count; ++i) out[i] = Shown(stretch, i) ? 0 : 255;
   }
 
   void Sample(const WarpRun& places, uint8_t* values) const {
@@ -135,8 +149,7 @@ void WarpRow(const MutablePlane& out, const MutablePlane& outside, const uint8_t
     return;
   }
   uint8_t* row = out.Row(y);
-  warp->Pixels(row);
-  if (outside.data != nullptr) warp->Outside(outside.Row(y));
+  warp->Run(row, outside.data != nullptr ? outside.Row(y) : nullptr);
   if (tone == nullptr) return;
   for (int x = 0; x < out.width; ++x) row[x] = tone[row[x]];
 }

@@ -20,11 +20,13 @@ inline int16_t Cubic(int16_t p0, int16_t p1, int16_t p2, int16_t p3, int16_t fra
   return static_cast<int16_t>(p1 + HalfTimes(slope, fraction));
 }
 
-/// Fractions of a run's places above `whole`, Q15; of places in another pixel they mean nothing.
-inline void Fractions(const WarpRun& run, int whole, int16_t* __restrict out) {
-  const auto start = static_cast<uint32_t>(run.start - static_cast<int64_t>(whole) * 65536);
-  const auto step = static_cast<uint32_t>(run.step);
-  for (uint32_t i = 0; i < kWarpBlock; ++i) out[i] = static_cast<int16_t>((start + step * i) >> 1);
+/// Fractions of a run's places, Q15: the lower halves of the places, for which 16 bits are enough.
+inline void Fractions(const WarpRun& run, int16_t* __restrict out) {
+  const auto start = static_cast<uint16_t>(run.start), step = static_cast<uint16_t>(run.step);
+  for (int i = 0; i < kWarpBlock; ++i) {
+    const auto index = static_cast<uint16_t>(i);
+    out[i] = static_cast<int16_t>(static_cast<uint16_t>(start + static_cast<uint16_t>(step * index)) >> 1);
+  }
 }
 
 /// Calls block(whole, first, end) for each stretch of the run whose places share the pixel `whole - bias *
@@ -62,10 +64,11 @@ void CubicLine(const int16_t* __restrict line, const int16_t* __restrict fractio
 }  // namespace
 
 void InterpolateColumns(PlaneView from, int column, const WarpRun& heights, int16_t* out) {
+  int16_t fractions[kWarpBlock];
+  Fractions(heights, fractions);
   ForStretches(heights, 0, [&](int whole, int first, int end) {
     const auto row = [&](int y) { return from.Row(std::clamp(y, 0, from.height - 1)) + column; };
-    int16_t fractions[kWarpBlock], values[kWarpBlock];
-    Fractions(heights, whole, fractions);
+    int16_t values[kWarpBlock];
     const bool all = end - first == kWarpBlock;
     CubicColumns(row(whole - 1), row(whole), row(whole + 1), row(whole + 2), fractions, all ? out : values);
     if (!all) std::copy(values + first, values + end, out + first);
@@ -73,14 +76,11 @@ void InterpolateColumns(PlaneView from, int column, const WarpRun& heights, int1
 }
 
 void InterpolateLine(const int16_t* line, const WarpRun& places, uint8_t* out) {
+  int16_t fractions[kWarpBlock];
+  Fractions(places, fractions);
   ForStretches(places, 1, [&](int whole, int first, int end) {
-    // Each place's pixel is `whole + i`: beside the run the fractions count from there too.
-    const WarpRun rest = {places.start, places.step - 65536};
-    int16_t fractions[kWarpBlock];
+    if (end - first == kWarpBlock) return CubicLine(line + whole, fractions, out);
     uint8_t values[kWarpBlock];
-    Fractions(rest, whole, fractions);
-    const bool all = end - first == kWarpBlock;
-    if (all) return CubicLine(line + whole, fractions, out);
     CubicLine(line + whole, fractions, values);
     std::copy(values + first, values + end, out + first);
   });
