@@ -22,7 +22,7 @@ inline constexpr PlaneGrid kDoubleChromaGrid = {1, 0};      ///< 4:2:0 beside kD
 /// native size.
 Homography ForPlane(const Homography& luma_motion, PlaneGrid out, PlaneGrid from);
 
-/// out(X, Y) = from(motion(X, Y)), interpolated by the cubic kernel of Keys (1981), a = -1/2, edges repeated;
+/// out(X, Y) = from(motion(X, Y)), interpolated by the cubic kernel of Keys (1981), a = -5/8, edges repeated;
 /// then through `tone`, 256 bytes or null. `outside`, of out's size or null data, becomes 255 where the place
 /// lies outside `from` by more than a quarter pixel, 0 elsewhere.
 ///

@@ -10,13 +10,15 @@ inline int16_t HalfTimes(int16_t a, int16_t fraction) {
   return static_cast<int16_t>((a * fraction) >> 16);
 }
 
-/// Keys' cubic by Horner's rule, samples in Q4, fraction in Q15. For samples within 5100 of each other:
-/// |curve| <= 6 * 5100, |slope| < 2.4 * 5100. The ones added make up for what shifts cut off.
+/// Keys' cubic, a = -5/8, by Horner's rule, samples in Q4, fraction in Q15. For samples within 5350 of each
+/// other: |curve| <= 6 * 5350, |slope| < 3 * 5350. The ones added make up for what shifts cut off.
 inline int16_t Cubic(int16_t p0, int16_t p1, int16_t p2, int16_t p3, int16_t fraction) {
-  const auto third = static_cast<int16_t>(3 * (p1 - p2) + p3 - p0);
-  const auto second = static_cast<int16_t>(2 * p0 - 5 * p1 + 4 * p2 - p3);
+  const auto across = static_cast<int16_t>(p2 - p0), sum = static_cast<int16_t>(across + p3 - p1);
+  const auto third = static_cast<int16_t>(3 * (p1 - p2) + p3 - p0 + (sum >> 2));
+  const auto second =
+      static_cast<int16_t>(2 * p0 - 5 * p1 + 4 * p2 - p3 - (static_cast<int16_t>(across + sum) >> 2));
   const auto curve = static_cast<int16_t>(second + 2 * HalfTimes(third, fraction) + 1);
-  const auto slope = static_cast<int16_t>(p2 - p0 + 2 * HalfTimes(curve, fraction) + 1);
+  const auto slope = static_cast<int16_t>(across + (across >> 2) + 2 * HalfTimes(curve, fraction) + 1);
   return static_cast<int16_t>(p1 + HalfTimes(slope, fraction));
 }
 

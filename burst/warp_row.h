@@ -17,7 +17,8 @@ struct WarpRun {
 };
 
 /// Values of kWarpBlock neighbouring columns of `from`, the first `column` at least 0 and the last inside,
-/// column i at the height that `heights` tells, by Keys' cubic. Rows outside repeat the edge. Q4: -510..4590.
+/// column i at the height that `heights` tells, by Keys' cubic (a = -5/8). Rows outside repeat the edge. Q4:
+/// -640..4720.
 void InterpolateColumns(PlaneView from, int column, const WarpRun& heights, int16_t* out);
 
 /// kWarpBlock values at `places` on a line of Q4 values, by Keys' cubic, rounded and limited to bytes. The
