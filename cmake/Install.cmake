@@ -3,9 +3,9 @@ include(CMakePackageConfigHelpers)
 
 set(ZOLT_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zolt_mfdenoise)
 
-install(TARGETS zolt_mfdenoise EXPORT zolt_mfdenoise_targets
+install(TARGETS zolt_mfdenoise zolt_burst EXPORT zolt_mfdenoise_targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(FILES include/zolt_mfdenoise.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES include/zolt_mfdenoise.h include/zolt_burst.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES config/multiframe.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/zolt_mfdenoise)
 install(EXPORT zolt_mfdenoise_targets NAMESPACE zolt:: DESTINATION ${ZOLT_PACKAGE_DIR})
 
@@ -15,8 +15,17 @@ write_basic_package_version_file(zolt_mfdenoise-config-version.cmake COMPATIBILI
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zolt_mfdenoise-config.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/zolt_mfdenoise-config-version.cmake
   DESTINATION ${ZOLT_PACKAGE_DIR})
+set(ZOLT_BURST_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zolt_burst)
+configure_package_config_file(cmake/zolt_burst-config.cmake.in zolt_burst-config.cmake
+  INSTALL_DESTINATION ${ZOLT_BURST_PACKAGE_DIR})
+write_basic_package_version_file(zolt_burst-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zolt_burst-config.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/zolt_burst-config-version.cmake
+  DESTINATION ${ZOLT_BURST_PACKAGE_DIR})
 
 # Relative, so that the installed folder can be moved.
 file(RELATIVE_PATH ZOLT_PREFIX_FROM_PKGCONFIG /p/${CMAKE_INSTALL_LIBDIR}/pkgconfig /p)
-configure_file(cmake/zolt_mfdenoise.pc.in zolt_mfdenoise.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zolt_mfdenoise.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(library zolt_mfdenoise zolt_burst)
+  configure_file(cmake/${library}.pc.in ${library}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

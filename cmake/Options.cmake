@@ -54,10 +54,11 @@ function(zolt_library_interface target)
 endfunction()
 
 # 16 KB pages are what new Android phones map; text relocations and undefined symbols would only show at load.
-function(zolt_shared_options target)
-  set(script ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+# `name` is what it is called behind zolt:: and its list of exports.
+function(zolt_shared_options target name)
+  set(script ${PROJECT_SOURCE_DIR}/cmake/${name}.map)
   set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
-    EXPORT_NAME mfdenoise LINK_DEPENDS ${script})
+    EXPORT_NAME ${name} LINK_DEPENDS ${script})
   target_link_options(${target} PRIVATE -Wl,--version-script=${script} -Wl,-z,max-page-size=16384 -Wl,-z,text)
   if(NOT ZOLT_SANITIZE)
     target_link_options(${target} PRIVATE -Wl,-z,defs)

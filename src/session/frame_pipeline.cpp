@@ -8,6 +8,7 @@
 #include "base/log.h"
 #include "base/result_codes.h"
 #include "ghost/ghost_detection.h"
+#include "registration/luma_statistics.h"
 #include "registration/registration.h"
 #include "session/debug_observer.h"
 #include "session/mf_session.h"
@@ -41,12 +42,27 @@ RegistrationInput MakeRegistrationInput(const MfSession& session, FrameRole role
   return request;
 }
 
-/// Aligns the frame; model->aligned is the frame itself when it could not be. Negative: failure.
-int32_t Align(MfSession* session, FrameRole role, MotionModel* model) {
+/// A frame that is in its place already: what registration would have found out beside the motion.
+int32_t TakePlaced(const MfSession& session, MotionModel* model) {
+  uint32_t histogram[kLumaLevels];
+  const YuvImage& first = session.firstFrame;
+  MeasureLuma({first.y, first.width, first.height}, histogram, &model->peakLevel, &model->lumaLevel);
+  std::copy_n(session.placed->homography, 9, model->homography);
+  model->aligned = session.images[1];
+  return kOk;
+}
+
+int32_t Register(MfSession* session, FrameRole role, MotionModel* model) {
   RegistrationInput request = MakeRegistrationInput(*session, role);
   model->aligned = PlanarImage(session->Region(kAlignedFrame), session->width, session->height);
-  const int32_t result = ImgRegistration(&request, model, session->Region(kRegistrationData),
-                                         session->plan[kRegistrationData].size);
+  return ImgRegistration(&request, model, session->Region(kRegistrationData),
+                         session->plan[kRegistrationData].size);
+}
+
+/// Aligns the frame; model->aligned is the frame itself when it could not be. Negative: failure.
+int32_t Align(MfSession* session, FrameRole role, MotionModel* model) {
+  const int32_t result =
+      session->placed != nullptr ? TakePlaced(*session, model) : Register(session, role, model);
   if (result < 0) {
     LogError("ImgRegistration return %d.", result);
     return result;
@@ -67,7 +83,18 @@ GhostThresholds ScaledThresholds(const DeghostPara& para) {
           para.chromaTH_Low >> 4, para.chromaTH_High >> 4, para.chromaNoiseTH >> 4};
 }
 
+/// What a placed frame does not show is not merged, like what moved, but it has not moved.
+void LeaveOut(const uint8_t* outside, int64_t pixels, uint8_t* map) {
+  for (int64_t i = 0; i < pixels; ++i) map[i] |= outside[i];
+}
+
 int32_t DetectGhosts(MfSession* session, const YuvImage& aligned, const GhostMask& mask) {
+  const PlacedFrame* placed = session->placed;
+  const int64_t pixels = int64_t{session->width} * session->height;
+  if (placed != nullptr && placed->empty) {
+    *mask.count = static_cast<uint32_t>(pixels);
+    return kOk;
+  }
   GhostStageInput input = {};
   input.images = {{session->images[0], aligned}, 2};
   input.firstImages = {{session->firstFrame}, 1};
@@ -81,6 +108,7 @@ int32_t DetectGhosts(MfSession* session, const YuvImage& aligned, const GhostMas
     return result;
   }
   session->fusion.ghostTotal = WrapAdd(session->fusion.ghostTotal, static_cast<int32_t>(*mask.count));
+  if (placed != nullptr && placed->outside != nullptr) LeaveOut(placed->outside, pixels, mask.map);
   return kOk;
 }
 
@@ -107,7 +135,8 @@ uint8_t BlendWeight(int32_t frame_total) {
 NrParameters MakeNrParameters(const MfSession& session, FrameRole role, const MotionModel& model,
                               int32_t* folded_frames) {
   NrParameters nr = TunedNrParameters(session.parameters);
-  nr.blendWeight = BlendWeight(session.frameTotal);
+  const bool own_share = session.placed != nullptr && session.placed->share != 0;
+  nr.blendWeight = own_share ? session.placed->share : BlendWeight(session.frameTotal);
   nr.weightMap = session.Region(kWeightMap);
   nr.frameTotal = static_cast<uint8_t>(session.frameTotal);
   nr.iirImgNum = folded_frames;

@@ -8,6 +8,7 @@
 #include "config/iso_selection.h"
 #include "fusion/exposure_fusion.h"
 #include "session/memory_plan.h"
+#include "session/placed_frame.h"
 #include "zolt_mfdenoise.h"
 
 /// One session: a configuration, and the burst that runs. From the system's heap, all zero at the start.
@@ -29,6 +30,7 @@ struct MfSession {
   int32_t IIRImgNum;    ///< frames folded into the result
   int32_t storedError;  ///< what lost the burst; 0: not lost
   zolt::MfConfig config;
+  const zolt::PlacedFrame* placed;  ///< the frame at hand was aligned by the layer above; null: it was not
 
   uint8_t* Region(zolt::RegionName name) const { return publicMem + plan[name].offset; }
   /// Interleaved chroma has a place in the block only when the first frame had it.

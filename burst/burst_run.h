@@ -1,0 +1,86 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "burst/alignment.h"
+#include "burst/burst_memory.h"
+#include "burst/merge_session.h"
+#include "burst/noise_measure.h"
+#include "burst/picture.h"
+#include "burst/placed_planes.h"
+#include "burst/work_geometry.h"
+#include "config/configuration.h"
+#include "zolt_burst.h"
+
+namespace zolt {
+
+/// What is known of one frame of a burst; `told.use` starts as ZOLT_BURST_USED.
+struct FrameState {
+  zolt_burst_frame_report told = {};
+  Alignment alignment;
+  double energy = 0;  ///< GradientEnergy
+  double level = 0;   ///< MeanLevel
+  bool inspected = false;
+};
+
+/// Ends a burst early, with a ZOLT_BURST_... result.
+struct BurstStopped {
+  int32_t result;
+};
+
+/// One burst on its way: the steps in the order in which they are called. Memory that is refused is
+/// std::bad_alloc, any other failure BurstStopped. Under the layer's lock.
+class BurstRun {
+ public:
+  BurstRun(const zolt_burst_options& options, const MfConfig& config, BurstMemory* memory);
+
+  /// The whole burst from pictures that stay until the result is written.
+  void Run(const zolt_burst_picture* const* frames, int count, const zolt_burst_picture& output);
+
+  /// The same in steps, for a burst whose first frame is the reference and whose length is known: each frame
+  /// is merged when it comes.
+  void Begin(const zolt_burst_picture& reference);
+  void Add(const zolt_burst_picture& reference, const zolt_burst_picture& frame);
+  void End(const zolt_burst_picture& reference, const zolt_burst_picture& output);
+
+  /// The noise of frames alone, for the report.
+  void MeasureAlone(const zolt_burst_picture* const* frames, int count);
+
+  const zolt_burst_report& report() const { return report_; }
+  const std::vector<FrameState>& frames() const { return frames_; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void Inspect(const zolt_burst_picture& frame, FrameState* state);
+  int PickReference(const zolt_burst_picture* const* frames, int count);
+  void TakeReference(const zolt_burst_picture& frame);
+  void MeasureNoise(const zolt_burst_picture* const* frames, int count);
+  void ChooseBand(const zolt_burst_picture* const* frames, int count, int frames_merged);
+  void Align(const zolt_burst_picture& frame, FrameState* state);
+  void Judge(bool last, FrameState* state) const;
+  void KeepTheBest();
+  void StartOfKnownLength(const zolt_burst_picture* const* frames, int count);
+  void StartMerge();
+  void Merge(const zolt_burst_picture& frame, FrameState* state);
+  void Finish(const zolt_burst_picture& output, const zolt_burst_picture* reference);
+  void Progress(double done);
+  static void Check(int32_t result);
+
+  const zolt_burst_options& options_;
+  const MfConfig& config_;
+  BurstMemory* memory_;
+  WorkGeometry work_ = {};
+  zolt_burst_report report_ = {};
+  std::vector<FrameState> frames_;
+  NoiseMeasure noise_;
+  std::unique_ptr<AlignmentReference> reference_;
+  std::unique_ptr<MergeSession> merge_;
+  std::unique_ptr<PlacedPlanes> placed_;
+  Clock::time_point started_;
+};
+
+}  // namespace zolt

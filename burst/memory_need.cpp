@@ -1,0 +1,40 @@
+#include "burst/memory_need.h"
+
+#include "burst/kept_picture.h"
+#include "burst/picture.h"
+#include "burst/work_geometry.h"
+#include "session/memory_plan.h"
+#include "zolt_burst.h"
+
+namespace zolt {
+namespace {
+
+/// The finish of an image: snapshot of the chroma, blocks of the stages.
+constexpr double kFinishBytesPerPixel = 1.5;
+/// Luma and chroma of RGB pictures as planes, twice: one frame beside the reference.
+constexpr double kPlanesPerPixel = 4;
+/// Pyramids and maps of the alignment, the noise measure's blocks.
+constexpr double kAlignmentBytesPerPixel = 4;
+constexpr double kSmallThings = 8 << 20;
+
+}  // namespace
+
+uint64_t MemoryNeed(int32_t width, int32_t height, int32_t kept_frames, int32_t mode) {
+  constexpr int32_t kLongestSide = 1 << 20;
+  if (width < kSmallestSide || height < kSmallestSide || width > kLongestSide || height > kLongestSide)
+    return 0;
+  if (kept_frames < 0 || (mode != ZOLT_BURST_FAST && mode != ZOLT_BURST_FINE)) return 0;
+  const WorkGeometry work = MakeWorkGeometry(width, height, mode == ZOLT_BURST_FINE ? 2 : 1);
+  MemoryPlan plan;
+  if (!MakeMemoryPlan(work.work_width, work.work_height, true, true, &plan)) return 0;
+  const double native = static_cast<double>(width) * height;
+  const auto pixels = static_cast<double>(work.pixels());
+  // The engine's block, its result, and a frame in its place with what it doesn't show.
+  const double merging =
+      static_cast<double>(plan.block_size) + pixels * (1.5 + 1.5 + 1.25 + kFinishBytesPerPixel);
+  const double around = native * (kPlanesPerPixel + kAlignmentBytesPerPixel +
+                                  KeptPicture::kMostBytesPerPixel * double(kept_frames));
+  return static_cast<uint64_t>(merging + around + kSmallThings);
+}
+
+}  // namespace zolt

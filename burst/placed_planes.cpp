@@ -1,0 +1,110 @@
+#include "burst/placed_planes.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+
+#include "burst/mirror.h"
+#include "burst/warp.h"
+
+namespace zolt {
+namespace {
+
+constexpr int kThreads = 4;
+
+size_t Bytes(int64_t count) {
+  return static_cast<size_t>(count);
+}
+
+/// Colour differences grow with the exposure like the luma does.
+std::array<uint8_t, 256> ChromaTone(double gain) {
+  std::array<uint8_t, 256> tone;
+  for (int c = 0; c < 256; ++c) {
+    const double evened = 128 + (c - 128) * gain;
+    tone[static_cast<size_t>(c)] = static_cast<uint8_t>(std::clamp(evened + 0.5, 0.0, 255.0));
+  }
+  return tone;
+}
+
+}  // namespace
+
+PlacedPlanes::PlacedPlanes(const WorkGeometry& work, std::pmr::memory_resource* memory)
+    : work_(work),
+      block_(memory),
+      outside_(memory),
+      chroma_outside_(memory),
+      luma_(memory),
+      u_(memory),
+      v_(memory) {
+  block_.resize(Bytes(work.block_size()));
+  outside_.resize(Bytes(work.pixels()));
+  chroma_outside_.resize(Bytes(work.pixels() / 4));
+}
+
+PlacedPlanes::Plane PlacedPlanes::PlaneAt(int index) {
+  const int half = index == 0 ? 1 : 2;
+  const int w = work_.work_width / half, h = work_.work_height / half;
+  const int64_t luma = work_.pixels();
+  uint8_t* begin = block_.data() + (index == 0 ? 0 : index == 1 ? luma : luma / 4 * 5);
+  const int left = work_.left / half, top = work_.top / half;
+  const int inner_width = (work_.inner_width() + half - 1) / half;
+  const int inner_height = (work_.inner_height() + half - 1) / half;
+  return {{begin, w, h, w}, {begin + ptrdiff_t{top} * w + left, inner_width, inner_height, w}, left, top};
+}
+
+ChromaViews PlacedPlanes::ChromaOf(const zolt_burst_picture& picture) {
+  // At twice the size the work's half-size chroma has the picture's own size.
+  const bool full = picture.layout == ZOLT_BURST_RGB && work_.scale == 2;
+  return full ? FullChromaOf(picture, &u_, &v_) : HalfChromaOf(picture, &u_, &v_);
+}
+
+// Where the frame ends the reference goes on; around the picture both are mirrored.
+void PlacedPlanes::Put(int index, PlaneView from, const Homography& motion, const uint8_t* tone,
+                       const YuvImage* reference) {
+  const Plane plane = PlaneAt(index);
+  const MutablePlane& whole = plane.whole;
+  const bool luma = index == 0;
+  uint8_t* mask = luma ? outside_.data() : chroma_outside_.data();
+  const MutablePlane outside = {mask + ptrdiff_t{plane.top} * whole.width + plane.left, plane.inner.width,
+                                plane.inner.height, whole.width};
+  const bool full_chroma = from.width == work_.width && from.height == work_.height;
+  const PlaneGrid from_grid = luma || full_chroma ? kLumaGrid : kChromaGrid;
+  const PlaneGrid luma_grid = work_.scale == 2 ? kDoubleLumaGrid : kLumaGrid;
+  const PlaneGrid chroma_grid = work_.scale == 2 ? kDoubleChromaGrid : kChromaGrid;
+  const Homography map = ForPlane(motion, luma ? luma_grid : chroma_grid, from_grid);
+  if (!WarpPlane(plane.inner, outside, from, map, tone, kThreads)) throw std::bad_alloc();
+  if (reference != nullptr) {
+    const uint8_t* filler = luma ? reference->y : index == 1 ? reference->u : reference->v;
+    for (int y = plane.top; y < plane.top + plane.inner.height; ++y) {
+      const ptrdiff_t row = ptrdiff_t{y} * whole.width;
+      for (int x = plane.left; x < plane.left + plane.inner.width; ++x) {
+        if (mask[row + x] != 0) whole.data[row + x] = filler[row + x];
+      }
+    }
+  }
+  MirrorAround(whole, plane.left, plane.top, plane.inner.width, plane.inner.height);
+  if (luma)
+    MirrorAround({mask, whole.width, whole.height, whole.width}, plane.left, plane.top, plane.inner.width,
+                 plane.inner.height);
+}
+
+void PlacedPlanes::PutReference(const zolt_burst_picture& picture) {
+  const ChromaViews chroma = ChromaOf(picture);
+  const Homography still = Homography::Identity();
+  Put(0, LumaOf(picture, &luma_), still, nullptr, nullptr);
+  Put(1, chroma.u, still, nullptr, nullptr);
+  Put(2, chroma.v, still, nullptr, nullptr);
+  std::fill(outside_.begin(), outside_.end(), uint8_t{0});
+}
+
+void PlacedPlanes::PutFrame(const zolt_burst_picture& picture, const Alignment& alignment, bool even_out,
+                            const YuvImage& reference) {
+  const ChromaViews chroma = ChromaOf(picture);
+  const std::array<uint8_t, 256> chroma_tone = ChromaTone(alignment.gain);
+  const uint8_t* tone = even_out ? chroma_tone.data() : nullptr;
+  Put(0, LumaOf(picture, &luma_), alignment.motion, even_out ? alignment.tone : nullptr, &reference);
+  Put(1, chroma.u, alignment.motion, tone, &reference);
+  Put(2, chroma.v, alignment.motion, tone, &reference);
+}
+
+}  // namespace zolt
