@@ -12,11 +12,6 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-struct Motion {
-  Bytes map;
-  uint32_t count = 0;
-};
-
 // A band of the large form, or the whole frame of the small one: rows of luma and of chroma, and how many of
 // them come from the neighbours.
 struct Band {
@@ -34,7 +29,7 @@ std::vector<Band> Bands(int h) {
 }
 
 void FindMotion(const Frame& aligned, const Frame& first, const DeghostPara& t, const Band& band,
-                bool count_luma, Motion* motion) {
+                bool count_luma, SlowMotion* motion) {
   const int w = first.width, columns = w / 4, rows = band.height / 4, luma = w * first.height;
   const auto planes = [&](int offset, int pitch, int height) {
     return PlanePair{aligned.bytes.data() + offset, first.bytes.data() + offset, pitch, height};
@@ -63,39 +58,9 @@ void FindMotion(const Frame& aligned, const Frame& first, const DeghostPara& t, 
   motion->map.insert(motion->map.end(), begin, begin + (band.height - band.top - band.bottom) * w);
 }
 
-Motion FindGhosts(const Frame& aligned, const Frame& first, const DeghostPara& t) {
-  Motion motion;
-  const int w = first.width, h = first.height;
-  if (w <= 256 || h <= 256) {
-    FindMotion(aligned, first, t, {0, h, 0, 0, 0, h / 2, 0, 0}, true, &motion);
-    return motion;
-  }
-  for (const Band& band : Bands(h)) FindMotion(aligned, first, t, band, false, &motion);
-  return motion;
-}
-
 uint8_t Mix(int a, int b, int m, int w) {
   const int t = Sat8(((256 - m) * b + m * a + 128) >> 8);
   return static_cast<uint8_t>(Sat8((w * a + ((-w) & 255) * t + 128) >> 8));
-}
-
-// `out` may be `a`, whose overlapped columns then get two shares of `b`.
-void Fold(const Frame& b, const Bytes& map, int share, const Bytes& a, Bytes* out, Bytes* weights) {
-  const int w = b.width, h = b.height, luma = w * h;
-  for (int y = 0; y < h; ++y) {
-    Blocks(w, 16, [&](int x) {
-      const int i = y * w + x, m = map[i], n = (*weights)[i];
-      (*out)[i] = Mix(a[i], b.bytes[i], m, share);
-      (*weights)[i] = static_cast<uint8_t>((n & m) | ((n + 25) & ~m));
-    });
-    if (y % 2 != 0) continue;
-    Blocks(w / 2, 8, [&](int x) {
-      const uint8_t* p = &map[y * w + 2 * x];
-      const int m = Sat8((((p[0] + p[w]) >> 1) + ((p[1] + p[w + 1]) >> 1) + 1) >> 1);
-      for (int i = luma + y / 2 * (w / 2) + x; i < luma * 3 / 2; i += luma / 4)
-        (*out)[i] = Mix(a[i], b.bytes[i], m, share);
-    });
-  }
 }
 
 void LiftDarkScene(const EnhancementPara& e, SceneLevels levels, int luma, Bytes* image) {
@@ -164,6 +129,33 @@ void Finish(const IsoParameters& p, SceneLevels levels, int frames, int folded, 
 
 }  // namespace
 
+SlowMotion SlowGhosts(const Frame& aligned, const Frame& first, const DeghostPara& t, bool bands) {
+  SlowMotion motion;
+  const int h = first.height;
+  if (!bands) FindMotion(aligned, first, t, {0, h, 0, 0, 0, h / 2, 0, 0}, true, &motion);
+  for (int i = 0; bands && i < 4; ++i) FindMotion(aligned, first, t, Bands(h)[i], false, &motion);
+  return motion;
+}
+
+void SlowFold(const Frame& b, const Bytes& map, int share, const Bytes& a, Bytes* out, Bytes* weights) {
+  const int w = b.width, luma = w * b.height, rows = b.height / 4;
+  for (int k = 0; k < 4 * (rows & ~1); ++k) {
+    const int stripe = k / (rows & ~1), r = k % (rows & ~1), y = stripe * rows + r;
+    Blocks(w, 16, [&](int x) {
+      const int i = y * w + x, m = map[i], n = (*weights)[i];
+      (*out)[i] = Mix(a[i], b.bytes[i], m, share);
+      (*weights)[i] = static_cast<uint8_t>((n & m) | ((n + 25) & ~m));
+    });
+    if (r % 2 != 0) continue;
+    Blocks(w / 2, 8, [&](int x) {
+      const uint8_t* p = &map[y * w + 2 * x];
+      const int m = Sat8((((p[0] + p[w]) >> 1) + ((p[1] + p[w + 1]) >> 1) + 1) >> 1);
+      const int at = luma + stripe * (rows * w / 4) + r / 2 * (w / 2) + x;
+      for (const int i : {at, at + luma / 4}) (*out)[i] = Mix(a[i], b.bytes[i], m, share);
+    });
+  }
+}
+
 std::vector<uint8_t> SlowBurst(const std::vector<Frame>& frames, const IsoParameters& parameters,
                                SceneLevels levels) {
   constexpr int kShares[] = {128, 156, 172, 182, 192, 197, 202, 207, 210};
@@ -171,9 +163,9 @@ std::vector<uint8_t> SlowBurst(const std::vector<Frame>& frames, const IsoParame
   Bytes result = frames[0].bytes, weights(static_cast<size_t>(w) * h);
   int folded = 1;
   for (int k = 1; k < total; ++k) {
-    const Motion motion = FindGhosts(frames[k], frames[0], parameters.deghost);
+    const SlowMotion motion = SlowGhosts(frames[k], frames[0], parameters.deghost, w > 256 && h > 256);
     if (motion.count >= static_cast<uint32_t>(w * h / 3)) continue;
-    Fold(frames[k], motion.map, kShares[total - 2], k == 1 ? frames[0].bytes : result, &result, &weights);
+    SlowFold(frames[k], motion.map, kShares[total - 2], k == 1 ? frames[0].bytes : result, &result, &weights);
     ++folded;
   }
   if (w >= 256 && h >= 256) Finish(parameters, levels, total, folded, w, h, weights, &result);
