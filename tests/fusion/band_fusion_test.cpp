@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 
 #include "base/reciprocal_estimate.h"
 #include "support/started_pool.h"

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 
 #include "base/result_codes.h"
@@ -10,6 +11,7 @@
 #include "kernels/threshold_dilate.h"
 #include "support/started_pool.h"
 #include "support/test_planes.h"
+#include "threads/worker_pool.h"
 
 namespace zolt {
 namespace {
@@ -21,7 +23,6 @@ constexpr int32_t kNoThresholds[40] = {};
 /// A half-size image of a w x h frame with frame counts, and the parameters that leave its chroma alone.
 struct Case {
   Case(int w, int h) : width(w), height(h), half(test::TexturedFrame(w / 2, h / 2)), weight(w * h, 225) {
-    fusion.weightMap = weight.data();
     fusion.weightShift = 8;
     fusion.chromaS = -100;
     fusion.chromaNrTable = kNoThresholds;
@@ -29,6 +30,7 @@ struct Case {
   }
   PlaneSet planes() { return {{half.image().y, half.image().u, half.image().v}}; }
   int32_t Run() {
+    fusion.weightMap = weight.data();
     std::vector<uint8_t> scratch(ChromaStageScratchSize(width, height), 0xA5);
     return ChromaStage(fusion, width, height, planes(), planes(), scratch.data());
   }
@@ -38,44 +40,41 @@ struct Case {
   FusionPara fusion = {};
 };
 
-TEST(ChromaStage, StripesJoinWithoutASeamAndRepeat) {
-  const test::StartedPool pool(DenoisePool());
-  for (const auto& [w, h] : {std::pair{256, 256}, {272, 272}, {400, 640}, {336, 1040}}) {
-    Case first(w, h);
-    std::fill(first.half.image().u, first.half.image().u + w * h / 16, uint8_t{140});
-    std::fill(first.half.image().v, first.half.image().v + w * h / 16, uint8_t{90});
-    first.fusion.SaturationGain = 20;
-    Case second = first;
-    second.fusion.weightMap = second.weight.data();
-    EXPECT_EQ(first.Run(), 0);
-    EXPECT_EQ(second.Run(), 0);
-    EXPECT_EQ(first.half.bytes, second.half.bytes);
-  }
-}
-
-TEST(ChromaStage, WithoutThresholdsAFlatColourStays) {
-  const test::StartedPool pool(DenoisePool());
-  Case flat(272, 288);
-  std::fill(flat.half.image().u, flat.half.image().v + 272 * 288 / 16, uint8_t{150});
-  const test::Frame before = flat.half;
-  EXPECT_EQ(flat.Run(), 0);
-  EXPECT_EQ(flat.half.bytes, before.bytes);
+// The k-th bit plane from now on is refused.
+std::atomic<int> asked{0};
+std::atomic<int> refused{0};
+void* RefusingMalloc(size_t size) {
+  return asked++ == refused ? nullptr : std::malloc(size);
 }
 
 TEST(ChromaStage, AStripeWhoseMaskIsRefusedKeepsItsChroma) {
   const test::StartedPool pool(DenoisePool());
-  Case hurt(256, 320), whole(256, 320);
-  for (Case* c : {&hurt, &whole}) {
-    c->fusion.SaturationGain = 40;
-    test::AddNoise(&c->half, 6.0, 3);
-  }
-  const test::Frame before = hurt.half;
+  Case ready(256, 320);
+  test::AddNoise(&ready.half, 6.0, 3);
+  Case whole = ready;
   EXPECT_EQ(whole.Run(), 0);
-  bit_mask_malloc = [](size_t) -> void* { return nullptr; };
-  EXPECT_EQ(hurt.Run(), kNoMemory);
-  bit_mask_malloc = std::malloc;
-  EXPECT_EQ(hurt.half.bytes, before.bytes);
-  EXPECT_NE(whole.half.bytes, before.bytes);
+  for (int k = 0; k < 4; ++k) {
+    Case hurt = ready;
+    asked = 0;
+    refused = k;
+    bit_mask_malloc = RefusingMalloc;
+    const int32_t result = hurt.Run();
+    bit_mask_malloc = std::malloc;
+    EXPECT_EQ(asked, 4);
+    int kept = 0;
+    for (int i = 0; i < 4; ++i) {
+      const auto same = [&](const Case& c, int plane) {
+        const int64_t quarter = 256 * 320 / 64, start = 256 * 320 / 4 + (4 * plane + i) * quarter;
+        return std::equal(&hurt.half.bytes[start], &hurt.half.bytes[start] + quarter, &c.half.bytes[start]);
+      };
+      EXPECT_EQ(same(whole, 0), same(whole, 1));
+      if (same(whole, 0)) continue;
+      ++kept;
+      EXPECT_TRUE(same(ready, 0) && same(ready, 1));
+      EXPECT_EQ(result, i == 3 ? kNoMemory : kOk) << "the last stripe's";
+    }
+    EXPECT_EQ(kept, 1);
+  }
 }
 
 TEST(Saturation, HuesStandWhereTheWheelHasThem) {

@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
 #include <vector>
-
-#include "support/test_planes.h"
 
 namespace zolt {
 namespace {

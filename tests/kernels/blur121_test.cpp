@@ -8,20 +8,6 @@
 namespace zolt {
 namespace {
 
-TEST(Blur121, EndColumnsTruncateAndEndRowsRound) {
-  // Along rows: (3 * 1 + 2) >> 2 = 1, avg(avg(1, 3), 2) = 2, (2 + 3 * 3) >> 2 = 2.
-  uint8_t plane[6] = {1, 2, 3, 2, 2, 2};
-  uint8_t temporary[6];
-  Blur121(plane, plane, temporary, 3, 2, 3, 3, 3);
-  const uint8_t expected[6] = {2, 2, 2, 2, 2, 2};
-  EXPECT_TRUE(std::equal(plane, plane + 6, expected));
-  // Rows 0 and 3 as ends: avg(avg(0, 3), 0) = 1 and avg(avg(3, 0), 3) = 3.
-  uint8_t ends[4] = {0, 0, 3, 3};
-  Blur121(ends, ends, temporary, 2, 2, 2, 2, 2);
-  EXPECT_EQ(ends[0], 1);
-  EXPECT_EQ(ends[2], 3);
-}
-
 TEST(Blur121, EqualsItsDefinitionInPlaceAndWithPitches) {
   for (const auto& [w, h] : {std::pair{2, 2}, {3, 5}, {16, 4}, {17, 3}, {70, 33}, {131, 20}}) {
     const std::vector<uint8_t> source = test::RandomPlane<uint8_t>(w * h);

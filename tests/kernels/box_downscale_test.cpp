@@ -8,21 +8,6 @@
 namespace zolt {
 namespace {
 
-TEST(BoxDownscale, RoundingOfBothForms) {
-  // Halves of halves round up twice: (0 + 1) -> 1, (0 + 0) -> 0, (1 + 0) -> 1, though the mean is 1/4.
-  const uint8_t pair[4] = {0, 1, 0, 0};
-  uint8_t out = 0;
-  Box2Down(pair, 2, &out, 2, 2);
-  EXPECT_EQ(out, 1);
-  // The mean of sixteen rounds once: 7 of 16 down, 8 of 16 up.
-  uint8_t block[16] = {7};
-  Box4Down(block, 4, 4, &out);
-  EXPECT_EQ(out, 0);
-  block[15] = 1;
-  Box4Down(block, 4, 4, &out);
-  EXPECT_EQ(out, 1);
-}
-
 TEST(BoxDownscale, EqualTheirDefinitionAtEveryWidth) {
   for (int w = 4; w <= 200; w += 4) {
     std::vector<uint8_t> source = test::RandomPlane<uint8_t>(w * 12);

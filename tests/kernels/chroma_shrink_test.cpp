@@ -2,60 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
 #include <vector>
-
-#include "support/test_planes.h"
 
 namespace zolt {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 using Samples = std::vector<int16_t>;
-
-// What the numbers are is the slow stage's to say; here every block has exactly its size, and widths end in
-// partial blocks.
-TEST(ChromaShrink, StaysInItsPlanes) {
-  for (const auto& [w, h] : {std::pair{77, 50}, {64, 48}, {9, 3}}) {
-    const int64_t area = int64_t{w} * h;
-    const Bytes edge = test::RandomPlane<uint8_t>(area), weights = test::RandomPlane<uint8_t>(area);
-    const Samples before = test::RandomPlane<int16_t>(area, 10000, 11000);
-    const std::vector<int32_t> table = test::RandomPlane<int32_t>(40, 300);
-    const ChromaSettings settings = ChromaSettingsFromStrength(-20, 1228);
-    std::vector<uint16_t> noise(edge.size());
-    Samples plane = before, work(3 * edge.size());
-    Bytes low_pass(edge.size());
-    ChromaShrinkFirst(plane.data(), edge.data(), weights.data(), w, h, settings, 7, noise.data(), work.data(),
-                      table.data(), low_pass.data());
-    EXPECT_NE(plane, before);
-    ChromaShrinkFirstPlain(plane.data(), edge.data(), w, h, settings, noise.data(), work.data(), table.data(),
-                           low_pass.data());
-    ChromaShrinkSecond(plane.data(), w, h, settings, noise.data(), work.data(), table.data(),
-                       low_pass.data());
-  }
-}
-
-// A grey level is 128 in Q7: within half a level no detail of the finest scale reaches 76, and what the
-// levels take apart comes together again. The last five columns, behind the whole blocks, round a zero
-// threshold up to 4.
-TEST(ChromaShrink, ZeroThresholdsReturnSmallDetailsInWholeBlocks) {
-  const int w = 69, h = 32;
-  const int64_t area = int64_t{w} * h;
-  const Bytes edge = test::RandomPlane<uint8_t>(area), weights = test::RandomPlane<uint8_t>(area);
-  const Samples before = test::RandomPlane<int16_t>(area, 70, 16000);
-  Samples plane = before, work(3 * before.size());
-  std::vector<uint16_t> noise(before.size());
-  Bytes low_pass(before.size());
-  const std::vector<int32_t> zeros(40, 0);
-  ChromaShrinkFirst(plane.data(), edge.data(), weights.data(), w, h, ChromaSettingsFromStrength(0, 1228), 6,
-                    noise.data(), work.data(), zeros.data(), low_pass.data());
-  for (size_t i = 0; i < plane.size(); ++i) {
-    if (i % 69 < 64) {
-      ASSERT_EQ(plane[i], before[i]) << i;
-    }
-  }
-  EXPECT_NE(plane, before);
-}
 
 TEST(ChromaSettings, FollowTheStrength) {
   struct Row {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -43,36 +42,6 @@ TEST(Lifting53, RowsFollowTheDefinitionAndComeBack) {
       EXPECT_EQ(std::pair(s, d), SlowForward(x)) << n;
       LiftRowInverse(s.data(), d.data(), again.data(), n);
       EXPECT_EQ(again, x) << n;
-    }
-  }
-}
-
-// Four threads with a quarter of the pairs each, on a plane whose pitch is wider than its columns.
-TEST(Lifting53, ColumnsFollowTheDefinitionOverAnyCutIntoRanges) {
-  const int w = 37, pitch = 41, band_pitch = 39;
-  for (const int n : {1, 2, 5, 16, 50}) {
-    for (const Samples& x : Lines(2 * n * pitch)) {
-      Samples low(n * band_pitch, 77), high(n * band_pitch, 77), again(x.size(), 77);
-      const auto on_four = [n](auto&& body) {
-        std::vector<std::thread> workers;
-        for (int k = 0; k < 4; ++k) workers.emplace_back(body, PairRange{n * k / 4, n * (k + 1) / 4, n});
-        for (std::thread& worker : workers) worker.join();
-      };
-      on_four([&](PairRange range) {
-        LiftColumnsForward(x.data(), pitch, low.data(), high.data(), band_pitch, w, range);
-      });
-      on_four([&](PairRange range) {
-        LiftColumnsInverse(low.data(), high.data(), band_pitch, again.data(), pitch, w, range);
-      });
-      for (int c = 0; c < w; ++c) {
-        Samples column(2 * n), s(n), d(n), back(2 * n);
-        for (int i = 0; i < 2 * n; ++i) column[i] = x[i * pitch + c], back[i] = again[i * pitch + c];
-        for (int i = 0; i < n; ++i) s[i] = low[i * band_pitch + c], d[i] = high[i * band_pitch + c];
-        ASSERT_EQ(std::pair(s, d), SlowForward(column)) << n << " pairs, column " << c;
-        ASSERT_EQ(back, column) << n << " pairs, column " << c;
-      }
-      for (int i = 0; i < n; ++i) EXPECT_EQ(low[i * band_pitch + w], 77) << "written past the columns";
-      for (int i = 0; i < 2 * n; ++i) EXPECT_EQ(again[i * pitch + w], 77) << "written past the columns";
     }
   }
 }

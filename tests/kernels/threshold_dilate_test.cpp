@@ -6,30 +6,20 @@
 
 #include "base/result_codes.h"
 #include "support/log_lines.h"
+#include "support/slow_ghost.h"
 #include "support/test_planes.h"
 
 namespace zolt {
 namespace {
-
-std::vector<uint8_t> SlowThresholdDilate(const std::vector<uint8_t>& plane, int w, int h, int threshold) {
-  std::vector<uint8_t> out(plane.size(), 0);
-  for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      if (plane[y * w + x] < threshold) continue;
-      for (int v = std::max(0, y - 3); v <= std::min(h - 1, y + 3); ++v) {
-        for (int u = std::max(0, x - 3); u <= std::min(w - 1, x + 3); ++u) out[v * w + u] = 255;
-      }
-    }
-  }
-  return out;
-}
 
 TEST(ThresholdDilate, EqualsTheWindowFormOnBothSidesOfTheNarrowWidth) {
   for (const int w : {1, 2, 7, 16, 31, 32, 33, 34, 63, 64, 65, 100}) {
     for (const int h : {1, 3, 8, 25}) {
       for (const int threshold : {0, 1, 50, 252, 255}) {
         std::vector<uint8_t> plane = test::RandomPlane<uint8_t>(w * h);
-        const std::vector<uint8_t> expected = SlowThresholdDilate(plane, w, h, threshold);
+        std::vector<uint8_t> marked(plane);
+        for (uint8_t& v : marked) v = v >= threshold;
+        const std::vector<uint8_t> expected = test::SlowMorphology(marked, w, h, 3, true);
         std::vector<uint8_t> temporary(w < 33 ? plane.size() : 0);
         ASSERT_EQ(ThresholdDilate(plane.data(), w, h, threshold, temporary.data()), kOk);
         ASSERT_EQ(plane, expected) << w << "x" << h << " threshold " << threshold;

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -10,24 +9,6 @@
 
 namespace zolt {
 namespace {
-
-std::vector<int> Numbers(const StripeRows& rows) {
-  return {rows.first, rows.height, rows.topOverlap, rows.bottomOverlap};
-}
-
-TEST(SpatialStripeRows, KnownHeights) {
-  const auto tall = SpatialStripeRows(1024);
-  EXPECT_EQ(Numbers(tall[0]), (std::vector{0, 320, 0, 64}));
-  EXPECT_EQ(Numbers(tall[1]), (std::vector{192, 384, 64, 64}));
-  EXPECT_EQ(Numbers(tall[2]), (std::vector{448, 384, 64, 64}));
-  EXPECT_EQ(Numbers(tall[3]), (std::vector{704, 320, 64, 0}));
-  // The one height where the second stripe would reach above the image.
-  const auto low = SpatialStripeRows(272);
-  EXPECT_EQ(Numbers(low[0]), (std::vector{0, 144, 0, 76}));
-  EXPECT_EQ(Numbers(low[1]), (std::vector{0, 200, 68, 64}));
-  EXPECT_EQ(Numbers(low[2]), (std::vector{60, 208, 76, 64}));
-  EXPECT_EQ(Numbers(low[3]), (std::vector{128, 144, 76, 0}));
-}
 
 TEST(SpatialStripeRows, CoresTileTheImageAndStripesStayInside) {
   for (int height = 256; height <= 6000; height += 16) {

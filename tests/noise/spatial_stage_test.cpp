@@ -4,15 +4,14 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cmath>
 #include <cstdlib>
-#include <string>
 #include <utility>
 #include <vector>
 
 #include "base/alloc_hooks.h"
 #include "kernels/threshold_dilate.h"
-#include "noise/spatial_stripe.h"
+#include "noise/spatial_scratch.h"
+#include "noise/spatial_settings.h"
 #include "support/log_lines.h"
 #include "support/slow_spatial.h"
 #include "support/test_hooks.h"
@@ -47,31 +46,12 @@ struct Burst {
     nr.chromaDetail = 128;
   }
 
-  // No luma filter but the median, thresholds of 0: only what reaches a few rows far.
-  void SwitchFiltersOff() {
-    context.nr.lumaLF = -100;
-    context.nr.lumaHF1 = context.nr.lumaHF2 = context.nr.lumaHF3 = -128;
-    thresholds.assign(40, 0);
-  }
-
   int32_t Run(SpatialLevel level) {
     context.nr.weightMap = weights.data();
     context.fusionScratch = scratch.data() + scratch_start;
     context.fusionScratchSize = scratch.size() - scratch_start;
     return level == SpatialLevel::kLow ? SpatialNrLowLevelMainCall(context, frame.image())
                                        : SpatialNrHighLevelMainCall(context, frame.image());
-  }
-
-  // The whole image as a single stripe, on this thread.
-  int32_t RunUnstriped(SpatialLevel level) {
-    SpatialSettings settings;
-    MakeSpatialSettings(context.nr, level, &settings);
-    StripeBarrier barrier(1);
-    const StripeRows rows = {0, frame.height, 0, 0};
-    std::vector<int32_t> block(static_cast<size_t>(StripeScratchBytes(rows, frame.width) / 4));
-    RegionCutter cutter(reinterpret_cast<uint8_t*>(block.data()), block.size() * 4);
-    return RunSpatialStripe(
-        MakeSpatialStripe(frame.image(), weights.data(), settings, &barrier, rows, &cutter));
   }
 
   Frame frame;
@@ -81,21 +61,6 @@ struct Burst {
   std::vector<int32_t> thresholds = std::vector<int32_t>(40, 60);
   NrStageContext context = {};
 };
-
-// A ramp down the image in all planes, dithered so that the mean of each row is exact: luma and u rise by one
-// level in `rows` rows of their plane, v falls.
-Frame GradientFrame(int w, int h, int rows) {
-  Frame frame(w, h);
-  const YuvImage image = frame.image();
-  const std::vector<uint8_t> dither = test::RandomPlane<uint8_t>(int64_t{w} * h);
-  const auto rise = [&](int i, int pitch) { return (i / pitch * 256 / rows + dither[i]) >> 8; };
-  for (int i = 0; i < w * h; ++i) image.y[i] = static_cast<uint8_t>(40 + rise(i, w));
-  for (int i = 0; i < w * h / 4; ++i) {
-    image.u[i] = static_cast<uint8_t>(100 + rise(i, w / 2));
-    image.v[i] = static_cast<uint8_t>(160 - rise(i, w / 2));
-  }
-  return frame;
-}
 
 // Rows of the luma (or of a chroma plane) in which two frames differ.
 std::vector<int> RowsThatDiffer(const Frame& a, const Frame& b, int plane) {
@@ -118,104 +83,6 @@ TEST(SpatialStage, SmallFramesStayAsTheyAre) {
       EXPECT_EQ(burst.Run(level), 0);
       EXPECT_EQ(burst.frame.bytes, before);
     }
-  }
-}
-
-TEST(SpatialStage, WithFiltersOffStripesDontShow) {
-  for (const auto& [w, h] : {std::pair{256, 256}, {288, 272}, {320, 304}, {416, 448}, {992, 768}}) {
-    for (const SpatialLevel level : kLevels) {
-      for (const int median : {0, 1}) {
-        Burst striped(w, h), whole(w, h);
-        const std::vector<uint8_t> before = striped.frame.bytes;
-        for (Burst* burst : {&striped, &whole}) {
-          burst->SwitchFiltersOff();
-          burst->context.nr.lumaMed = median;
-        }
-        ASSERT_EQ(striped.Run(level), 0);
-        ASSERT_EQ(whole.RunUnstriped(level), 0);
-        for (int plane = 0; plane < 3; ++plane) {
-          EXPECT_TRUE(RowsThatDiffer(striped.frame, whole.frame, plane).empty())
-              << w << "x" << h << " " << plane;
-        }
-        const bool luma_kept =
-            std::equal(before.begin(), before.begin() + w * h, striped.frame.bytes.begin());
-        EXPECT_EQ(luma_kept, median == 0) << "without coring and smoothing the filtered luma is the luma";
-      }
-    }
-  }
-}
-
-// Coring stays inside the overlaps; the recursion's memory reaches on, but fades.
-TEST(SpatialStage, WithFiltersOnOnlyRowsNearSeamsDiffer) {
-  const int w = 512, h = 768, quarter = h / 4;
-  for (const SpatialLevel level : kLevels) {
-    for (const bool coring_alone : {false, true}) {
-      Burst striped(w, h), whole(w, h);
-      for (Burst* burst : {&striped, &whole}) {
-        if (coring_alone) burst->context.nr.lumaLF = -100;
-      }
-      ASSERT_EQ(striped.Run(level), 0);
-      ASSERT_EQ(whole.RunUnstriped(level), 0);
-      if (coring_alone) {
-        EXPECT_TRUE(RowsThatDiffer(striped.frame, whole.frame, 0).empty());
-        continue;
-      }
-      int near_seams = 0, far_from_seams = 0;
-      for (int i = 0; i < w * h; ++i) {
-        const int difference = std::abs(striped.frame.bytes[i] - whole.frame.bytes[i]);
-        EXPECT_LE(difference, 8);
-        const int to_seam = std::min(i / w % quarter, quarter - i / w % quarter);
-        (to_seam < 48 || i / w < 48 || i / w >= h - 48 ? near_seams : far_from_seams) += difference;
-      }
-      EXPECT_GT(near_seams, 1000);
-      EXPECT_LT(far_from_seams, near_seams / 20);
-    }
-  }
-}
-
-// On a gentle noisy ramp the mean step from row to row must not stand out at the borders of the stripes. One
-// grey level is what a ramp without noise left in it steps by now and then.
-TEST(SpatialStage, NoStepAtTheSeamsOfAGradient) {
-  const int w = 512, h = 768;
-  for (const SpatialLevel level : kLevels) {
-    Burst burst(w, h);
-    burst.frame = GradientFrame(w, h, 48);
-    test::AddNoise(&burst.frame, 4.0, 11);
-    burst.context.nr.enhancementLevel = 0;
-    ASSERT_EQ(burst.Run(level), 0);
-    const YuvImage image = burst.frame.image();
-    const auto step = [](const uint8_t* plane, int columns, int row) {
-      double sum = 0;
-      for (int x = 0; x < columns; ++x) sum += plane[row * columns + x] - plane[(row - 1) * columns + x];
-      return std::abs(sum / columns);
-    };
-    for (int seam = h / 4; seam < h; seam += h / 4) {
-      EXPECT_LT(step(image.y, w, seam), 0.5) << seam;
-      EXPECT_LT(step(image.u, w / 2, seam / 2), 1.0) << seam;
-      EXPECT_LT(step(image.v, w / 2, seam / 2), 1.0) << seam;
-    }
-  }
-}
-
-TEST(SpatialStage, TakesNoiseAwayFromEveryPlane) {
-  const int w = 512, h = 512;
-  const Frame clean = GradientFrame(w, h, 6);
-  for (const SpatialLevel level : kLevels) {
-    Burst burst(w, h);
-    burst.frame = clean;
-    test::AddNoise(&burst.frame, 8.0, 5);
-    burst.context.nr.enhancementLevel = 0;
-    const auto error = [&](int64_t from, int64_t to) {
-      double sum = 0;
-      for (int64_t i = from; i < to; ++i) sum += std::pow(burst.frame.bytes[i] - clean.bytes[i], 2);
-      return sum / static_cast<double>(to - from);
-    };
-    const int64_t luma = int64_t{w} * h;
-    const double before[] = {error(0, luma), error(luma, luma * 5 / 4), error(luma * 5 / 4, luma * 3 / 2)};
-    ASSERT_EQ(burst.Run(level), 0);
-    EXPECT_LT(error(0, luma), 0.5 * before[0]);
-    EXPECT_LT(error(luma, luma * 5 / 4), 0.2 * before[1]);
-    EXPECT_LT(error(luma * 5 / 4, luma * 3 / 2), 0.2 * before[2]);
   }
 }
 
