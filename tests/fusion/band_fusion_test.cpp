@@ -70,11 +70,16 @@ TEST(BandFusion, AgreementTakesTheAlignedBandAndStrongDifferenceKeepsThePrepared
 
 TEST(BandFusion, LowPassThresholdFollowsTheSignalAndFewFramesSmooth) {
   constexpr int kW = 33, kH = 34;
-  const auto a = RandomPlane<int16_t>(kW * kH, 256);
+  auto a = RandomPlane<int16_t>(kW * kH, 256);
   auto b = RandomPlane<int16_t>(kW * kH + 1, 20, 100);
   b.resize(kW * kH);
-  // From black, where a tenth of the threshold holds, to energies of 66.
-  for (int i = 0; i < 12 * kW; ++i) b[i] = int16_t(i % kW / 3);
+  // From black, where a tenth of the threshold holds, upward, and an energy of 65, one below the full
+  // threshold.
+  for (int i = 0; i < 12 * kW; ++i) {
+    const int x = i % kW, y = i / kW;
+    b[i] = int16_t(x < 16 ? (x + 2 * y) / 5 : 9 + ((x + y) % 4 == 0));
+    a[i] = int16_t(b[i] + 8 + i % 16);
+  }
   std::vector<uint8_t> weight(kW * kH, 255);
   std::vector<uint8_t> scratch(FuseLowPassScratchSize(kW, kH));
   for (const int threshold : {5, 20, 500, 1000, 100000, -300}) {

@@ -112,7 +112,7 @@ TEST(Saturation, AWeakHueIsStretchedUpToTheGainAndAFullOneStays) {
 }
 
 // Hues of all colours; the envelope over lone peaks of any height, which take narrow and wide bumps, and over
-// hues of any height at once, which take more bumps than it may have.
+// hues of any height at once, which take many.
 TEST(Saturation, GivesTheKnownBytes) {
   std::vector<uint8_t> hues, stretches, stretched;
   for (int i = 0; i < 64 * 64 * 64; ++i)

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "fusion/pyramid_fusion.h"
 #include "support/log_lines.h"
@@ -49,6 +50,37 @@ TEST(LaplacianPyramid, LevelsEndWhereTheShorterSideDoes) {
   EXPECT_EQ(PyramidShape(256, 300).levels, 8);
   EXPECT_EQ(PyramidShape(1, 300).levels, 0);
   EXPECT_EQ(PyramidShape(1 << 20, 1 << 20).levels, 15);
+}
+
+TEST(LaplacianPyramid, BlendDividesBy255ToTheNearest) {
+  const test::StartedPool pool(DenoisePool());
+  // Levels 0, 1 and 2 of an 8 x 8 image; level 1 holds 16 coefficients with a weight each, level 2 four
+  // bytes.
+  const PyramidShape shape(8, 8);
+  const auto mix = [](int a, int b, int weight) {
+    return std::lround((a * weight + b * (255 - weight)) / 255.0);
+  };
+  MultiplyWithCarry random;
+  for (int round = 0; round < 3000; ++round) {
+    OwnedPyramid a(shape), b(shape);
+    uint8_t fine[16], coarse[4];
+    for (uint8_t& v : fine) v = static_cast<uint8_t>(random.Next(256));
+    for (uint8_t& v : coarse) v = static_cast<uint8_t>(random.Next(256));
+    for (auto* owned : {&a, &b}) {
+      for (auto& level : owned->memory) {
+        for (int16_t& v : level) v = static_cast<int16_t>(static_cast<int>(random.Next(511)) - 255);
+      }
+    }
+    const OwnedPyramid before = a;
+    const uint8_t *own = a.pyramid.smallest(3), *other = b.pyramid.smallest(3);
+    const std::vector<uint8_t> smallest(own, own + 4);
+    BlendPyramids(a.pyramid, b.pyramid, {{fine, coarse}}, shape);
+    for (int i = 0; i < 64; ++i) {
+      ASSERT_EQ(a.memory[0][i], mix(before.memory[0][i], b.memory[0][i], fine[(i / 16) * 4 + i % 8 / 2]));
+    }
+    for (int i = 0; i < 16; ++i) ASSERT_EQ(a.memory[1][i], mix(before.memory[1][i], b.memory[1][i], fine[i]));
+    for (int i = 0; i < 4; ++i) ASSERT_EQ(own[i], mix(smallest[i], other[i], coarse[i]));
+  }
 }
 
 TEST(PyramidFusion, ExposureTablePeaksAtMidGrey) {

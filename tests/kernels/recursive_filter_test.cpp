@@ -22,6 +22,9 @@ TEST(RecursiveFilter, StrengthZeroAndHugeStrengthsLeaveThePlane) {
     RecursiveBackward(state.data(), t.step, t.step, t.back, plane.data(), 50, plane.data(), 50, 50, 20);
     EXPECT_EQ(plane, in) << p;
   }
+  RecursiveTables strongest;
+  BuildRecursiveLut(&strongest, 510, 8000);
+  EXPECT_LT(strongest.step[0], 0);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "support/slow_planes.h"
 
+#include <cstdlib>
+
 namespace zolt::test {
 namespace {
 
@@ -64,6 +66,21 @@ Plane Blur(const Plane& in) {
     blurred(h - 1, x) = Half(Half(t(h - 2, x), t(h - 1, x)), t(h - 1, x));
   }
   return blurred;
+}
+
+Plane Sobel(const Plane& in) {
+  Plane out(in.w, in.h);
+  for (int r = 1; r < in.h - 1; ++r) {
+    for (int x = 1; x < in.w - 1; ++x) {
+      int gx = 0, gy = 0;
+      for (int k = -1; k <= 1; ++k) {
+        gx += (k == 0 ? 2 : 1) * (in(r + k, x + 1) - in(r + k, x - 1));
+        gy += (k == 0 ? 2 : 1) * (in(r + 1, x + k) - in(r - 1, x + k));
+      }
+      out(r, x) = std::min(std::abs(gx) + std::abs(gy), 255);
+    }
+  }
+  return out;
 }
 
 Plane UpscaleMask(const Plane& m) {

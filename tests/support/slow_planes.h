@@ -38,6 +38,7 @@ Plane PseudoMedian(const Plane& in);
 Plane Box2(const Plane& in);
 Plane Box4(const Plane& in);
 Plane Blur(const Plane& in);
+Plane Sobel(const Plane& in);       ///< |gx| + |gy| up to 255, the frame 0
 Plane UpscaleMask(const Plane& m);  ///< 4:1
 
 }  // namespace zolt::test
