@@ -1,5 +1,6 @@
-// Random calls of the three functions: any order, sizes up to 512, formats, tags, hooks that refuse or return
-// odd addresses. The input is a list of calls, seven bytes each (see Step).
+// Random calls of the three functions: any order, sizes, formats, tags, hooks that refuse or return odd
+// addresses. The input is a burst's size, total and format, three bytes, and a list of calls, four bytes each
+// (see Step).
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -63,26 +64,46 @@ const char* TuningFolder() {
   return folder.c_str();
 }
 
-/// `src` is of exactly the frame's size each time; `result` stays where it is, as a burst's result must.
-struct Buffers {
-  std::vector<uint8_t> src;
-  std::vector<uint8_t> result = std::vector<uint8_t>(513 * 512 * 3 / 2 + 1);
+/// What a burst's frames share, unless a call departs from it.
+struct Shape {
+  int width, height, total;
+  uint32_t format;
 };
 
-/// A frame with some structure, so that registration has corners to find; `seed` moves it.
-void Paint(std::vector<uint8_t>* frame, int width, uint8_t seed) {
-  const auto columns = static_cast<size_t>(width > 0 ? width : 1);
-  for (size_t i = 0; i < frame->size(); ++i) {
-    const size_t x = i % columns + seed % 8, y = i / columns;
-    (*frame)[i] = static_cast<uint8_t>(((x / 12) * 37 + (y / 9) * 59) * (seed | 1) + (x * y + seed) % 7);
-  }
+/// Small as a rule, for a hundred bursts a second; the last codes reach the filters of the finished image.
+int SideOf(uint8_t code) {
+  return code < 252 ? 64 + code % 4 * 8 : 256 + code % 4 * 8;
 }
 
-/// One call: [0] what and tag, [1] width / 8, [2] height / 8, [3] format and total, [4] iso and extra, [5]
-/// seed, [6] which of the next allocations is refused (from 200 up: none).
-void Step(const uint8_t* step, MfSession** session, Buffers* buffers) {
-  const int what = step[0] >> 4;
-  if (what == 15) {
+/// A frame with some structure, so that registration has corners to find; `seed` moves it.
+std::vector<uint8_t> Paint(int width, int height, uint8_t seed) {
+  std::vector<uint8_t> frame;
+  frame.reserve(static_cast<size_t>(width) * static_cast<size_t>(height) * 3 / 2);
+  for (int y = 0; frame.size() < frame.capacity(); ++y) {
+    for (int x = seed % 8; x < width + seed % 8 && frame.size() < frame.capacity(); ++x) {
+      frame.push_back(static_cast<uint8_t>((x / 12 * 37 + y / 9 * 59) * (seed | 1) + (x * y + seed) % 7));
+    }
+  }
+  return frame;
+}
+
+/// Calls that depart from the burst, by the high half of a step's first byte; the others are plain frames.
+enum Departure {
+  kOtherTotal = 8,
+  kOtherFormat,
+  kOtherSize,
+  kNoIso,
+  kNoTag,
+  kNoSource,
+  kOddSize,
+  kNewSession
+};
+
+/// One call: [0] departure and tag, [1] ISO and extra, [2] what is painted, [3] which of the next allocations
+/// is refused (from 200 up: none).
+void Step(const uint8_t* step, Shape shape, MfSession** session, uint8_t* result) {
+  const int departure = step[0] >> 4;
+  if (departure == kNewSession) {
     zolt_mfUnInitialize(*session);
     *session = nullptr;
     FreeLostBlocks();
@@ -90,32 +111,35 @@ void Step(const uint8_t* step, MfSession** session, Buffers* buffers) {
     if (zolt_mfInitialize(session, TuningFolder(), &hooks) != ZOLT_MF_OK) *session = nullptr;
     return;
   }
-  int width = (step[1] & 63) * 8, height = (step[2] & 63) * 8;
-  if ((step[1] & 64) != 0) width = 256;
-  if ((step[2] & 64) != 0) height = 264;
-  if (what == 14) width += 1;
-  const size_t size = static_cast<size_t>(width) * static_cast<size_t>(height) * 3 / 2;
-  buffers->src = std::vector<uint8_t>(size);
-  Paint(&buffers->src, width, step[5]);
-  const MfFrameExtra extra = {0, step[4] & 1, (step[4] >> 1) & 3, step[4] >> 3};
-  refused = step[6] < 200 ? allocations + step[6] % 8 : -1;
-  const uint8_t* src = what == 13 ? nullptr : buffers->src.data();
-  zolt_mfNoiseReduction(*session, src, buffers->result.data(), height, width,
-                        (step[0] & 3) - (what == 12 ? 2 : 0), step[3] >> 4, step[3] & 3,
-                        what == 11 ? -5 : (step[4] & 0x70) * 40, (step[4] & 0x80) != 0 ? &extra : nullptr);
+  if (departure == kOtherTotal) shape.total = step[2] % 12;
+  if (departure == kOtherFormat) shape.format = (shape.format + 1) % 4;
+  if (departure == kOtherSize) shape.width += 8;
+  if (departure == kOddSize) shape.width += 1;
+  // Of exactly the frame's size each time, so that a byte read too far is seen.
+  const std::vector<uint8_t> src = Paint(shape.width, shape.height, step[2]);
+  const MfFrameExtra extra = {0, step[1] & 1, (step[1] >> 1) & 3, step[1] >> 3};
+  refused = step[3] < 200 ? allocations + step[3] % 8 : -1;
+  zolt_mfNoiseReduction(*session, departure == kNoSource ? nullptr : src.data(), result, shape.height,
+                        shape.width, (step[0] & 3) - (departure == kNoTag ? 2 : 0), shape.total, shape.format,
+                        departure == kNoIso ? -5 : (step[1] & 0x70) * 40,
+                        (step[1] & 0x80) != 0 ? &extra : nullptr);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  constexpr size_t kStep = 7, kMostSteps = 12;
+  constexpr size_t kShape = 3, kStep = 4, kMostSteps = 8;
+  if (size < kShape) return 0;
+  const Shape shape = {SideOf(data[0]), SideOf(data[1]), data[2] >> 4, data[2] % 4u};
+  // Of the largest size that a call may have; it stays where it is, as a burst's result must.
+  std::vector<uint8_t> result(static_cast<size_t>(shape.width + 8) * static_cast<size_t>(shape.height) * 3 /
+                              2);
   MfSession* session = nullptr;
-  Buffers buffers;
   refused = -1;
   const MfAllocHooks hooks = {Alloc, Free};
   if (zolt_mfInitialize(&session, TuningFolder(), &hooks) != ZOLT_MF_OK) std::abort();
-  for (size_t i = 0; i < kMostSteps && (i + 1) * kStep <= size; ++i) {
-    Step(data + i * kStep, &session, &buffers);
+  for (size_t at = kShape; at + kStep <= size && at < kShape + kMostSteps * kStep; at += kStep) {
+    Step(data + at, shape, &session, result.data());
   }
   zolt_mfUnInitialize(session);
   FreeLostBlocks();

@@ -3,6 +3,7 @@
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config googletest libbenchmark-dev libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libcli11-dev nlohmann-json3-dev libpugixml-dev libnlopt-dev libnlopt-cxx-dev"
 CROSS_PACKAGES="g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user-static"
 CHECK_PACKAGES="clang-format clang-tidy git python3"
+FUZZ_PACKAGES="clang libclang-rt-14-dev"
 PHOTO_PACKAGES="lomiri-wallpapers-16.04"
 BROWSER_PACKAGES="chromium chromium-driver python3"
 
