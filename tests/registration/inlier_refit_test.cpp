@@ -64,19 +64,5 @@ TEST(RefitInliers, GrowsFromAFewPairsToAllThatAgree) {
   EXPECT_EQ(TestHooks::Outstanding(), 0);
 }
 
-TEST(RefitInliers, RefusedMemoryChangesNothing) {
-  Grid grid(80);
-  std::vector<uint8_t> mask(100, 1);
-  InlierScore score = {100, 5.0f};
-  float model[9] = {3};
-  TestHooks::Reset();
-  TestHooks::RefuseAllocation(0);
-  EXPECT_EQ(RefitInliers(grid.matches, mask.data(), model, 9.0f, &score, TestHooks::Hooks()), -1);
-  EXPECT_EQ(score.count, 100);
-  EXPECT_EQ(score.error, 5.0f);
-  EXPECT_EQ(model[0], 3);
-  EXPECT_EQ(mask, std::vector<uint8_t>(100, 1));
-}
-
 }  // namespace
 }  // namespace zolt

@@ -122,29 +122,6 @@ TEST_F(Matching, FivePairsThatAgreePassBothStages) {
   EXPECT_NEAR(matches_.homography[2], 80, 0.5);
 }
 
-// Results, the searches' working memory, the fit's buffer; a refusal inside the fit only costs a refit.
-TEST_F(Matching, CoarseReportsEveryRefusedBlock) {
-  Build(60);
-  int failures = 0;
-  for (int k = 0; k < 10; ++k) {
-    TestHooks::Reset();
-    TestHooks::RefuseAllocation(k);
-    const int32_t result = Coarse();
-    EXPECT_EQ(test::Contains(test::TakeLogLines(), 6, kNoRoom), result == -1000) << k;
-    EXPECT_TRUE(result == 0 || result == -1000);
-    failures += result == -1000;
-    EXPECT_EQ(TestHooks::Outstanding(), 0);
-  }
-  TestHooks::Reset();
-  ASSERT_EQ(Coarse(), 0);
-  int before_fit = 0;
-  for (const auto& call : TestHooks::Calls()) {
-    if (call.size == RansacBufferSize(60)) break;
-    before_fit += call.size != 0;
-  }
-  EXPECT_EQ(failures, before_fit + 1);
-}
-
 TEST_F(Matching, FineScalesAndExchangesTheLists) {
   for (const bool exchange : {false, true}) {
     if (!exchange) Build(60);

@@ -50,6 +50,13 @@ TEST(MotionArea, TranslationsGiveTheOverlapInBlocks) {
   // An odd corner moves inwards to an even one that ends the blocks as late as it can.
   ExpectArea(Translation(-3, -1), 1000, 800, {8, 6, 992, 792});
   ExpectArea(Translation(-0.4f, 0.4f), 1000, 800, {6, 0, 992, 792});
+  // Turned, zoomed and tilted.
+  ExpectArea({1.002f, -.002f, -213, -.032f, 1.026f, -103.75f, 3e-5f, 3e-5f, 1}, 1000, 760,
+             {216, 144, 784, 616});
+  ExpectArea({.989f, -.03f, -133.875f, -.002f, 1.018f, -151.875f, 6e-5f, 0, 1}, 1000, 760,
+             {160, 152, 840, 608});
+  ExpectArea({.96f, -.017f, -55.375f, .05f, 1.002f, -19.75f, 0, 3e-5f, 1}, 1000, 760, {72, 24, 928, 712});
+  ExpectArea({.974f, .04f, 262.625f, .047f, .999f, 147.25f, 6e-5f, 6e-5f, 1}, 1000, 760, {0, 0, 800, 632});
 }
 
 TEST(MotionArea, RefusesToLoseMoreThan300) {

@@ -5,11 +5,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "base/alloc_hooks.h"
+#include "registration/get_feature.h"
 #include "registration/registration_arena.h"
 #include "session/memory_plan.h"
+#include "support/digest.h"
 #include "support/log_lines.h"
 #include "support/started_pool.h"
 #include "support/test_hooks.h"
@@ -24,12 +27,14 @@ constexpr int kShiftX = 3, kShiftY = -2;
 /// A reference and a frame moved by (kShiftX, kShiftY), and all that a call needs, with the arena at an odd
 /// address in a block of exactly the planned size.
 struct Scene {
-  Scene(int w, int h, double noise = 2.0) : reference(w, h), moved(w, h), aligned(w, h, 1, 2) {
-    test::Frame wide = test::TexturedFrame(w + 16, h + 16);
+  Scene(int w, int h, double noise = 2.0, int down = kShiftY)
+      : reference(w, h), moved(w, h), aligned(w, h, 1, 2), shift_y(down) {
+    const int margin = std::max(8, down);
+    test::Frame wide = test::TexturedFrame(w + 2 * margin, h + 2 * margin);
     for (int y = 0; y < h; ++y) {
-      const uint8_t* row = wide.image().y + static_cast<size_t>(y + 8) * (w + 16) + 8;
+      const uint8_t* row = wide.image().y + static_cast<size_t>(y + margin) * wide.width + margin;
       std::memcpy(reference.image().y + static_cast<size_t>(y) * w, row, static_cast<size_t>(w));
-      row -= kShiftY * (w + 16) + kShiftX;
+      row -= shift_y * wide.width + kShiftX;
       std::memcpy(moved.image().y + static_cast<size_t>(y) * w, row, static_cast<size_t>(w));
     }
     test::AddNoise(&reference, noise, 1);
@@ -47,7 +52,15 @@ struct Scene {
     test::TestHooks::Reset();
     test::TakeLogLines();
   }
-  int32_t Run() { return ImgRegistration(&request, &model, block.data() + 1, block.size() - 1); }
+  int32_t Run() {
+    const int32_t result = ImgRegistration(&request, &model, block.data() + 1, block.size() - 1);
+    if (result != -997) {  // a pool that did not start keeps what it has
+      EXPECT_EQ(RegistrationPool().counts().threads, 0);
+      EXPECT_EQ(RegistrationPool().counts().users, users_before);
+    }
+    for (const test::HookCall& call : test::TestHooks::Calls()) EXPECT_EQ(call.pool, "surf_reg");
+    return result;
+  }
   RegistrationArena Arena() {
     RegistrationArena arena;
     EXPECT_TRUE(
@@ -59,10 +72,12 @@ struct Scene {
     const double cx = request.input.width / 2.0, cy = request.input.height / 2.0;
     const double d = h[6] * cx + h[7] * cy + 1;
     EXPECT_NEAR((h[0] * cx + h[1] * cy + h[2]) / d - cx, sign * kShiftX, tolerance);
-    EXPECT_NEAR((h[3] * cx + h[4] * cy + h[5]) / d - cy, sign * kShiftY, tolerance);
+    EXPECT_NEAR((h[3] * cx + h[4] * cy + h[5]) / d - cy, sign * shift_y, tolerance);
   }
 
   test::Frame reference, moved, aligned;
+  int shift_y;
+  int users_before = RegistrationPool().counts().users;
   std::vector<uint8_t> block;
   RegistrationInput request = {};
   MotionModel model = {};
@@ -77,7 +92,6 @@ TEST(ImgRegistration, AlignsAShiftedFrameWhateverTheWorkMemory) {
     const bool reduced = w > 400 && h > 400;
     const int64_t rw = reduced ? w / 4 : w, rh = reduced ? h / 4 : h;
     EXPECT_EQ(test::TestHooks::Calls()[0].size, (2 * rw * rh + 1968103 + 68 * (rw + 1) * (rh + 1)) / 16 * 16);
-    EXPECT_EQ(test::TestHooks::Calls()[0].pool, "surf_reg");
     EXPECT_EQ(scene.request.workMem, nullptr);
     const auto first_aligned = scene.aligned.bytes;
 
@@ -166,6 +180,51 @@ TEST(ImgRegistration, AFlatReferenceAndAFlatFrameAreTold) {
   scene.request.input = scene.moved.image();
   EXPECT_EQ(scene.Run(), 0) << "the reference's features are still good";
   EXPECT_EQ(test::TestHooks::Outstanding(), 0);
+}
+
+TEST(ImgRegistration, AFrameThatMovedTooFarIsNotWarped) {
+  Scene scene(640, 480, 2.0, 260);
+  const int32_t untouched[4] = {-1, -2, -3, -4};
+  std::copy_n(untouched, 4, scene.model.motionRect);
+  const auto before = scene.aligned.bytes;
+  EXPECT_EQ(scene.Run(), 3);
+  scene.ExpectShift(0.7);  // the motion is told all the same
+  EXPECT_TRUE(std::equal(untouched, untouched + 4, scene.model.motionRect));
+  EXPECT_EQ(scene.aligned.bytes, before);
+  EXPECT_EQ(test::TestHooks::Outstanding(), 0);
+}
+
+TEST(ImgRegistration, FiveKeypointsAreEnoughOnBothSides) {
+  const auto discs = [](test::Frame* frame, int count) {
+    std::fill_n(frame->bytes.begin(), 320 * 240, uint8_t{60});
+    for (int i = 0; i < 81 * count; ++i) {
+      const int x = i % 9 - 4, y = i / 9 % 9 - 4;
+      if (x * x + y * y <= 18)
+        frame->bytes[static_cast<size_t>((100 + y) * 320 + 40 + 50 * (i / 81) + x)] = 220;
+    }
+  };
+  for (const auto& [first, second] : {std::pair{4, 5}, {5, 4}, {5, 5}}) {
+    Scene scene(320, 240);
+    discs(&scene.reference, first);
+    discs(&scene.moved, second);
+    EXPECT_EQ(scene.Run(), 3);  // equal discs can't be told from each other
+    const auto lines = test::TakeLogLines();
+    EXPECT_EQ(test::Contains(lines, 4, "GETFEATURE_SURF: wrong input image for first frame!"), first == 4);
+    EXPECT_EQ(test::Contains(lines, 4, "GETFEATURE_SURF: not enough keypoints!"), second == 4);
+    EXPECT_EQ(*scene.Arena().keypoint_count, first);
+  }
+}
+
+TEST(ImgRegistration, WhatSizeAndSensitivityDecide) {
+  EXPECT_EQ(DetectionSizeOf(400, 400).scale, 4);
+  EXPECT_EQ(DetectionSizeOf(399, 1000).scale, 1);
+  EXPECT_EQ(DetectionSizeOf(1000, 399).scale, 1);
+  const std::tuple<int, float, float> rows[] = {
+      {1600, 200.0f, 0.65f}, {1601, 250.0f, 0.45f}, {3200, 250.0f, 0.45f}, {3201, 250.0f, 0.4f}};
+  for (const auto& [iso, threshold, ratio] : rows) {
+    EXPECT_EQ(SurfParamsFor(iso).hessianDet, threshold) << iso;
+    EXPECT_EQ(SurfParamsFor(iso).matchRatio, ratio) << iso;
+  }
 }
 
 TEST(ImgRegistration, ALoneHookIsDropped) {
@@ -258,13 +317,8 @@ TEST(ImgRegistration, AwkwardSizesStayInsideTheirMemoryAndRepeat) {
   }
 }
 
-uint64_t Fnv1a(uint64_t hash, const void* data, size_t size) {
-  for (size_t i = 0; i < size; ++i) hash = (hash ^ static_cast<const uint8_t*>(data)[i]) * 1099511628211u;
-  return hash;
-}
-
 TEST(ImgRegistration, FeaturesNeighboursAndMotionAreTheSameOnEveryPlatform) {
-  uint64_t hash = 14695981039346656037u;
+  uint64_t digest = 0;
   for (const auto& [w, h] : {std::pair{1024, 768}, {320, 240}}) {
     Scene scene(w, h), turned(w, h);
     std::swap(turned.request.reference, turned.request.input);
@@ -278,13 +332,15 @@ TEST(ImgRegistration, FeaturesNeighboursAndMotionAreTheSameOnEveryPlatform) {
     const test::StartedPool started;
     ASSERT_EQ(MatchDescriptors(query, reference, a.forest, pairs.data(), DefaultHooks()), 0);
     const auto n = static_cast<size_t>(reference.count);
-    hash = Fnv1a(hash, reference.keypoints, n * sizeof(KeyPoint));
-    hash = Fnv1a(hash, reference.descriptors, n * kDescriptorWords * sizeof(int32_t));
-    hash = Fnv1a(hash, pairs.data(), pairs.size() * sizeof(NeighbourPair));
-    hash = Fnv1a(hash, scene.model.homography, sizeof(scene.model.homography));
-    hash = Fnv1a(hash, scene.aligned.bytes.data(), scene.aligned.bytes.size());
+    const std::vector<KeyPoint> keypoints(reference.keypoints, reference.keypoints + n);
+    const std::vector<int32_t> words(reference.descriptors, reference.descriptors + n * kDescriptorWords);
+    const std::vector<float> motion(scene.model.homography, scene.model.homography + 9);
+    for (const uint64_t part : {test::Digest(keypoints), test::Digest(words), test::Digest(pairs),
+                                test::Digest(motion), test::Digest(scene.aligned.bytes)}) {
+      digest = digest * 3 + part;
+    }
   }
-  EXPECT_EQ(hash, 5224028742508149600u);
+  EXPECT_EQ(digest, 4753610053504309595u);
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
+#include <string>
 #include <vector>
 
 #include "session/debug_observer.h"
@@ -52,6 +54,115 @@ class Pipeline : public testing::Test {
   test::StageDoubles stages;
 };
 
+// Every key has a value of its own, and each record that a stage gets holds those of its own keys.
+TEST_F(Pipeline, EachTunedValueArrivesInItsOwnField) {
+  GhostThresholds ghost = {};
+  NrParameters nr = {};
+  FusionPara fused = {};
+  int32_t eis = 0, boost = 0, restore = 0, detail_min = 0;
+  struct Arrival {
+    std::string key;
+    std::vector<const int32_t*> fields;
+    int32_t value;  ///< in the field; 0: a number of its own
+  };
+  std::vector<Arrival> arrivals = {
+      {"NoiseReduction/ISO2/lumaMed", {&nr.lumaMed}, 0},
+      {"NoiseReduction/ISO2/lumaLF", {&nr.lumaLF, &fused.lumaLF}, 0},
+      {"NoiseReduction/ISO2/lumaHF1", {&nr.lumaHF1}, 0},
+      {"NoiseReduction/ISO2/lumaHF2", {&nr.lumaHF2}, 0},
+      {"NoiseReduction/ISO2/lumaHF3", {&nr.lumaHF3}, 0},
+      {"NoiseReduction/ISO2/chromaS", {&nr.chromaS, &fused.chromaS}, 0},
+      {"NoiseReduction/ISO2/detail", {&nr.detail, &fused.detail}, 0},
+      {"GhostDetection/ISO2/lumaTH_Low", {&ghost.lumaTH_Low, &fused.deghost[0]}, 0},
+      {"GhostDetection/ISO2/lumaTH_High", {&ghost.lumaTH_High, &fused.deghost[1]}, 0},
+      {"GhostDetection/ISO2/lumaNoiseTH", {&ghost.lumaNoiseTH, &fused.deghost[2]}, 0},
+      {"GhostDetection/ISO2/chromaTH_Low", {&ghost.chromaTH_Low, &fused.deghost[3]}, -1},
+      {"GhostDetection/ISO2/chromaTH_High", {&ghost.chromaTH_High, &fused.deghost[4]}, 0},
+      {"GhostDetection/ISO2/chromaNoiseTH", {&ghost.chromaNoiseTH, &fused.deghost[5]}, 0},
+      {"ExposureFusion/ISO2/fusion_low", {&fused.fusion_low}, 0},
+      {"ExposureFusion/ISO2/fusion_high", {&fused.fusion_high}, 0},
+      {"ExposureFusion/ISO2/SaturationGain", {&fused.SaturationGain}, 0},
+      {"ExposureFusion/ISO2/detailRestore", {&restore}, 0},
+      {"ExposureFusion/ISO2/boostDetail", {&boost}, 9},
+      {"ExposureFusion/detailMin", {&detail_min}, 8},
+      {"ExposureFusion/ChromaFusionFlag", {&fused.ChromaFusionFlag}, 0},
+      {"ExposureFusion/HDRFusionFlag", {&fused.HDRFusionFlag}, 0},
+      {"ExposureFusion/Stable/isoTH", {&fused.isoTH}, 0},
+      {"ExposureFusion/Stable/maxShift", {&fused.maxShift}, 0},
+      {"ExposureFusion/Stable/lumaTH", {&fused.lumaTH}, 0},
+      {"ChromaEnhancement/enhancementLevel", {&nr.enhancementLevel}, 0},
+      {"ChromaEnhancement/chromaDetail", {&nr.chromaDetail, &fused.chromaDetail}, 0},
+      {"LumaEnhancement/maxGain", {&nr.maxGain}, 0},
+      {"LumaEnhancement/chromaGain", {&nr.chromaGain}, 0},
+      {"LumaEnhancement/lumaTH", {&nr.lumaTH}, 0},
+      {"LumaEnhancement/peakTH", {&nr.peakTH}, 0},
+      {"Global/LumaEnhancementFlag", {&nr.LumaEnhancementFlag}, 0},
+      {"Global/ExposureFusionFlag", {&eis}, 0}};
+  std::map<std::string, std::string> keys = {{"ExposureFusion/Stable/ghostTH", "0.25"},
+                                             {"NoiseReduction/ISO2/chromaNrLUT", "71 72 73"}};
+  int32_t next = 101;
+  for (Arrival& arrival : arrivals) {
+    if (arrival.value == 0) arrival.value = next++;
+    // In sixteenths, rounded down.
+    const bool threshold = arrival.key[0] == 'G' && arrival.key[1] == 'h';
+    keys[arrival.key] = std::to_string(threshold ? 16 * arrival.value + 15 : arrival.value);
+  }
+  SessionDriver driver(256, 256, ZOLT_MF_FORMAT_I420, keys);
+  driver.iso = 123;
+  stages.registration = [](RegistrationInput*, MotionModel* model, uint8_t*, uint64_t) {
+    model->peakLevel = 250;
+    model->lumaLevel = 251;
+    return 3;
+  };
+  stages.ghost = [&](GhostStageInput* input, const GhostMask& mask) {
+    ghost = input->thresholds;
+    return static_cast<int32_t>(*mask.count = 0);
+  };
+  stages.temporal = [&](const NrStageContext& context, const YuvImage&) {
+    nr = context.nr;
+    eis = context.eisMode;
+    ++*nr.iirImgNum;
+    return 0;
+  };
+  stages.fusion = [&](const YuvImage&, const YuvImage&, const FusionPara& fusion) {
+    fused = fusion;
+    return 0;
+  };
+  const Bytes frame = FlatFrame(256, 256, 2, 10, 20, 30);
+  for (int k = 0; k < 5; ++k) ASSERT_EQ(driver.Frame(frame, k == 0 ? 0 : k == 4 ? 2 : 1, 5), 0);
+  boost = fused.boostDetail;
+  restore = fused.detailRestore;
+  detail_min = fused.detailMin;
+  for (const Arrival& arrival : arrivals) {
+    for (const int32_t* field : arrival.fields) EXPECT_EQ(*field, arrival.value) << arrival.key;
+  }
+  EXPECT_EQ(fused.ghostTH, 0.25f);
+  EXPECT_EQ(nr.chromaNrLUT[2], 73);
+  EXPECT_EQ(fused.chromaNrTable, nr.chromaNrLUT);
+  EXPECT_EQ(fused.bandLevels, 3);
+  EXPECT_EQ(fused.iso, 123);
+  EXPECT_EQ(nr.iso, 123);
+  EXPECT_EQ(nr.peakLevel, 250);
+  EXPECT_EQ(nr.lumaLevel, 251);
+}
+
+TEST_F(Pipeline, EachFrameCountHasItsShare) {
+  int blend = 0, total = 0;
+  stages.temporal = [&](const NrStageContext& context, const YuvImage&) {
+    blend = context.nr.blendWeight;
+    total = context.nr.frameTotal;
+    return 0;
+  };
+  SessionDriver driver(64, 64);
+  const Bytes frame = FlatFrame(64, 64, 2, 10, 20, 30);
+  const int shares[] = {128, 156, 172, 182, 192, 197, 202, 207, 210};
+  for (int frames = 2; frames <= 10; ++frames) {
+    for (const int tag : {0, 1}) ASSERT_EQ(driver.Frame(frame, tag, frames), 0);
+    EXPECT_EQ(blend, shares[frames - 2]);
+    EXPECT_EQ(total, frames);
+  }
+}
+
 TEST_F(Pipeline, RegistrationGetsItsRecord) {
   SessionDriver driver(408, 408, ZOLT_MF_FORMAT_NV12);
   driver.iso = 777;
@@ -90,9 +201,7 @@ TEST_F(Pipeline, RegistrationGetsItsRecord) {
 
 TEST_F(Pipeline, GhostsAreSoughtInTheAlignedFrame) {
   for (const int32_t registration : {0, 3}) {
-    SessionDriver driver(
-        64, 64, ZOLT_MF_FORMAT_I420,
-        {{"GhostDetection/ISO2/lumaTH_Low", "-1"}, {"GhostDetection/ISO2/chromaNoiseTH", "47"}});
+    SessionDriver driver(64, 64);
     stages.registration = [&](RegistrationInput*, MotionModel* model, uint8_t*, uint64_t) {
       std::fill_n(model->aligned.y, 64 * 64 * 3 / 2, uint8_t{123});
       return registration;
@@ -104,9 +213,6 @@ TEST_F(Pipeline, GhostsAreSoughtInTheAlignedFrame) {
       EXPECT_EQ(input->images.images[1].y[0], registration == 0 ? 123 : 40);
       EXPECT_EQ(input->firstImages.images[0].y[0], 10);
       EXPECT_EQ(input->enabled, 1);
-      EXPECT_EQ(input->thresholds.lumaTH_Low, -1);
-      EXPECT_EQ(input->thresholds.lumaTH_High, 100 >> 4);
-      EXPECT_EQ(input->thresholds.chromaNoiseTH, 2);
       std::fill_n(input->scratch, input->scratchSize, uint8_t{3});
       std::fill_n(mask.map, 64 * 64, uint8_t{255});
       *mask.count = 0;
@@ -146,8 +252,7 @@ TEST_F(Pipeline, AFailingStageIsLoggedAndLosesTheBurst) {
 }
 
 TEST_F(Pipeline, FusionKnowsTheWholeBurst) {
-  SessionDriver driver(256, 256, ZOLT_MF_FORMAT_NV21,
-                       {{"Global/ExposureFusionFlag", "1"}, {"ExposureFusion/Stable/ghostTH", "0.25"}});
+  SessionDriver driver(256, 256, ZOLT_MF_FORMAT_NV21, {{"Global/ExposureFusionFlag", "1"}});
   float shift = 0;
   bool register_frames = true;
   stages.registration = [&](RegistrationInput*, MotionModel* model, uint8_t*, uint64_t) {
@@ -198,9 +303,6 @@ TEST_F(Pipeline, FusionKnowsTheWholeBurst) {
     EXPECT_EQ(seen.ghostTotal, 3000);
     EXPECT_EQ(seen.motionMax, 81);
     EXPECT_EQ(seen.registered, registered ? 1 : 0);
-    EXPECT_EQ(seen.ghostTH, 0.25f);
-    EXPECT_EQ(seen.deghost[0], 30 >> 4);
-    EXPECT_EQ(seen.deghost[5], 2550 >> 4);
     EXPECT_EQ(seen.frameTotal, 5);
   }
   EXPECT_EQ(ghost_calls, 6);

@@ -162,12 +162,6 @@ TEST(MultiDeNoise, FusionGetsItsRecordAndHandsBackWithStrongerChroma) {
     EXPECT_EQ(driver.fused.weightMap == driver.weights.data(), !padded);
     EXPECT_EQ(driver.fused_image.y == driver.output.bytes.data(), !padded);
     EXPECT_EQ(TestHooks::Outstanding(), 0);
-    if (!padded) continue;
-    // Snapshot, image, aligned frame; the aligned frame goes first.
-    const uint32_t copy = 272 * 272 * 5 / 2;
-    const uint32_t sizes[] = {264 * 264 / 2, copy, copy, 0, 0, 0};
-    ASSERT_EQ(TestHooks::Calls().size(), 6u);
-    for (size_t i = 0; i < 6; ++i) EXPECT_EQ(TestHooks::Calls()[i].size, sizes[i]);
   }
 }
 

@@ -17,4 +17,11 @@ inline uint64_t Digest(const std::vector<uint8_t>& bytes) {
   return Digest(bytes.data(), bytes.size());
 }
 
+/// Of numbers, or records of them without gaps, as they lie in memory: the project's processors agree on
+/// that.
+template <typename T>
+uint64_t Digest(const std::vector<T>& values) {
+  return Digest(reinterpret_cast<const uint8_t*>(values.data()), values.size() * sizeof(T));
+}
+
 }  // namespace zolt::test

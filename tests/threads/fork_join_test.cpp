@@ -2,9 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+#include <sched.h>
+
 #include <atomic>
+#include <string>
 
 #include "support/thread_failure.h"
+#include "threads/helper_threads.h"
 
 namespace zolt {
 namespace {
@@ -43,6 +48,22 @@ TEST(ForkJoin, EachFailingStartIsReportedAndTheOthersAreJoined) {
       EXPECT_EQ(failure.attempts(), stop ? k + 1 : 4);
     }
   }
+}
+
+TEST(RunHelperThreads, ThreadsAreNamed) {
+  std::atomic<int> named{0};
+  const ForkRoutine routine = [](void* count, int32_t) {
+    char name[16] = {};
+    // The one who started it names it, while it runs.
+    for (int i = 0; i < 100000 && std::string(name) != "EIS thread"; ++i) {
+      sched_yield();
+      pthread_getname_np(pthread_self(), name, sizeof name);
+    }
+    *static_cast<std::atomic<int>*>(count) += std::string(name) == "EIS thread" ? 1 : 0;
+    return 0;
+  };
+  EXPECT_EQ(RunHelperThreads(routine, &named, 4), 0);
+  EXPECT_EQ(named, 4);
 }
 
 }  // namespace

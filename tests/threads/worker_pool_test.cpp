@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -114,22 +115,60 @@ TEST(WorkerPool, FourJobsRunAtOnceAndAllEndBeforeTheForkReturns) {
   }
 }
 
+std::string OwnName() {
+  char name[32] = {};
+  pthread_getname_np(pthread_self(), name, sizeof name);
+  return name;
+}
+
 TEST(WorkerPool, JobsCarryNames) {
+  for (WorkerPool* pool : {&RegistrationPool(), &DenoisePool()}) {
+    const test::StartedPool started(*pool);
+    const std::string prefix = pool == &DenoisePool() ? "mfdenoise_" : "surf_reg_";
+    RunOnPool(*pool, [&](int32_t i) { EXPECT_EQ(OwnName(), prefix + std::to_string(i)); });
+  }
   const test::StartedPool started;
   const auto name_of_job = [&](const char* prefix) {
-    char name[32] = {};
-    const JobFunction job = [](void* out, int32_t, void*) {
-      pthread_getname_np(pthread_self(), static_cast<char*>(out), 32);
-    };
-    const int32_t slot = started.pool.AcquireJobThread(3, job, name, prefix);
+    std::string name;
+    const JobFunction job = [](void* out, int32_t, void*) { *static_cast<std::string*>(out) = OwnName(); };
+    const int32_t slot = started.pool.AcquireJobThread(3, job, &name, prefix);
     started.pool.StartJobThread(slot);
     started.pool.WaitJobThread(slot);
-    return std::string(name);
+    return name;
   };
-  EXPECT_EQ(name_of_job("surf_reg"), "surf_reg_3");
-  EXPECT_EQ(name_of_job("twelve chars"), "twelve chars_3");
   EXPECT_EQ(name_of_job("thirteen chars"), "thirteen cha_3");
   EXPECT_EQ(name_of_job(nullptr), "thirteen cha_3");
+}
+
+// A thread has the affinity of who starts it until it is bound.
+TEST(WorkerPool, WorkersAreBoundToTheFastCluster) {
+  cpu_set_t before, one, bound, seen;
+  ASSERT_EQ(sched_getaffinity(0, sizeof before, &before), 0);
+  const uint32_t mask = FastClusterMask(sysconf(_SC_NPROCESSORS_CONF));
+  CPU_ZERO(&one);
+  CPU_ZERO(&bound);
+  for (int cpu = 31; cpu >= 0; --cpu) {
+    if ((mask >> cpu & 1) != 0) CPU_SET(cpu, &bound);
+    if (CPU_ISSET(cpu, &before)) {
+      CPU_ZERO(&one);
+      CPU_SET(cpu, &one);
+    }
+  }
+  // What this machine makes of the mask; one that refuses it leaves the thread where it is.
+  const bool possible = sched_setaffinity(0, sizeof bound, &bound) == 0;
+  sched_getaffinity(0, sizeof bound, &bound);
+  sched_setaffinity(0, sizeof one, &one);
+  test::TakeLogLines();
+  {
+    const test::StartedPool started;
+    RunOnPool(
+        started.pool, [&](int32_t) { sched_getaffinity(0, sizeof seen, &seen); }, 1);
+  }
+  sched_setaffinity(0, sizeof before, &before);
+  EXPECT_TRUE(CPU_EQUAL(&seen, possible ? &bound : &one));
+  EXPECT_EQ(CountLines("callBindCpu Failure!"), possible ? 0 : 4);
+  EXPECT_NE(callBindCpu(INT32_MAX, 1), 0) << "there is no such thread";
+  EXPECT_EQ(CountLines("callBindCpu Failure!"), 1);
 }
 
 TEST(WorkerPool, FastClusterIsTheUpperHalfOfAPhone) {
