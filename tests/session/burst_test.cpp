@@ -78,18 +78,25 @@ TEST_F(Burst, TheHookSeesEachBlockWithItsPool) {
                         {256, 272, 1, 5, {256 * 272 / 2, 0}},
                         {264, 280, 0, 5, {264 * 280 / 2, copy, 0, 0}},
                         {264, 280, 1, 5, {264 * 280 / 2, copy, copy, 0, 0, 0}}};
+  int fusions = 0;
+  stages.fusion = [&](const YuvImage&, const YuvImage&, const FusionPara& fusion) {
+    std::fill_n(fusion.scratch, fusion.scratchSize, uint8_t{9});
+    return 0 * ++fusions;
+  };
   for (const Case& c : cases) {
-    SessionDriver driver(c.w, c.h, ZOLT_MF_FORMAT_NV12);
-    const MfFrameExtra extra = {0, c.eis, 0, 0};
-    driver.extra = &extra;
+    // The first frame's extra decides, whatever the file says and the later frames say.
+    SessionDriver driver(c.w, c.h, ZOLT_MF_FORMAT_NV12,
+                         {{"Global/ExposureFusionFlag", std::to_string(1 - c.eis)}});
+    const MfFrameExtra first = {0, c.eis, 0, 0}, later = {0, 1 - c.eis, 0, 0};
     MemoryPlan plan;
-    ASSERT_TRUE(MakeMemoryPlan(c.w, c.h, false, false, &plan));
+    ASSERT_TRUE(MakeMemoryPlan(c.w, c.h, false, c.eis == 0, &plan));
     const Bytes frame = FlatFrame(c.w, c.h, driver.format, 1, 2, 3);
     std::vector<uint32_t> expected = {static_cast<uint32_t>(plan.block_size)}, seen;
     expected.insert(expected.end(), c.beside.begin(), c.beside.end());
     expected.push_back(0);
     TestHooks::Reset();
     for (int k = 0; k < c.frames; ++k) {
+      driver.extra = k == 0 ? &first : &later;
       ASSERT_EQ(driver.Frame(frame, k == 0 ? 0 : k == c.frames - 1 ? 2 : 1, c.frames), 0);
     }
     for (const test::HookCall& call : TestHooks::Calls()) {
@@ -99,6 +106,7 @@ TEST_F(Burst, TheHookSeesEachBlockWithItsPool) {
     }
     EXPECT_EQ(seen, expected) << c.w << " eis " << c.eis;
   }
+  EXPECT_EQ(fusions, 2);
 }
 
 TEST_F(Burst, WithTwoFramesTheSecondIsTheLastWhateverItsTag) {
@@ -172,18 +180,6 @@ TEST_F(Burst, AFailedFrameFallsBackToTheFirstAndALastOneToItself) {
   }
 }
 
-TEST_F(Burst, TheSessionGivesALostBurstsBlockBack) {
-  SessionDriver driver(64, 64);
-  const Bytes frame = FlatFrame(64, 64, driver.format, 1, 2, 3);
-  FailLaterFrame(0, -997);
-  ASSERT_EQ(driver.Frame(frame, 0, 3), 0);
-  ASSERT_EQ(driver.Frame(frame, 1, 3), -997);
-  EXPECT_EQ(driver.End(), 0);
-  EXPECT_EQ(TestHooks::Outstanding(), 0);
-  EXPECT_EQ(TestHooks::Calls().back().pool, "mfdenoise");
-  EXPECT_EQ(TestHooks::Calls().back().flags, 0u);
-}
-
 TEST_F(Burst, NoiseReductionOffGivesTheFirstFrameAndTwo) {
   SessionDriver driver(64, 64, ZOLT_MF_FORMAT_NV21, {{"Global/NoiseReductionFlag", "0"}});
   const Bytes first = test::RandomPlane<uint8_t>(64 * 64 * 3 / 2);
@@ -202,8 +198,10 @@ TEST_F(Burst, ARefusedBlockLeavesNoBurstButAnOlderBlockIsGivenBack) {
   EXPECT_EQ(driver.Frame(frame, 0, 3), ZOLT_MF_NO_MEMORY);
   EXPECT_EQ(driver.Frame(frame, 1, 3), ZOLT_MF_LOAD_FAILURE);
   EXPECT_EQ(TestHooks::Outstanding(), 1);
-  driver.End();
+  EXPECT_EQ(driver.End(), 0);
   EXPECT_EQ(TestHooks::Outstanding(), 0);
+  EXPECT_EQ(TestHooks::Calls().back().pool, "mfdenoise");
+  EXPECT_EQ(TestHooks::Calls().back().flags, 0u);
 }
 
 TEST_F(Burst, ALaterFrameThatDoesNotMatchTheFirstChangesNothing) {
@@ -230,12 +228,17 @@ TEST_F(Burst, ALaterFrameThatDoesNotMatchTheFirstChangesNothing) {
 
 TEST_F(Burst, FramesOfABurstMayDifferInLayout) {
   for (const uint32_t last : kFormats) {
-    SessionDriver driver(64, 64, ZOLT_MF_FORMAT_NV21);
-    for (int tag = 0; tag < 3; ++tag) {
-      driver.format = tag == 0 ? kFormats[0] : tag == 1 ? kFormats[2] : last;
-      ASSERT_EQ(driver.Frame(FlatFrame(64, 64, driver.format, 10, 20, 30), tag, 3), 0);
+    for (const bool lost : {false, true}) {
+      SessionDriver driver(64, 64, ZOLT_MF_FORMAT_NV21);
+      later_frames = 0;
+      FailLaterFrame(1, lost ? -8 : 3);
+      for (int tag = 0; tag < 3; ++tag) {
+        driver.format = tag == 0 ? kFormats[0] : tag == 1 ? kFormats[2] : last;
+        ASSERT_EQ(driver.Frame(FlatFrame(64, 64, driver.format, 10, 20, 30), tag, 3),
+                  tag == 2 && lost ? -8 : 0);
+      }
+      EXPECT_EQ(driver.result, FlatFrame(64, 64, last, 10, 20, 30));
     }
-    EXPECT_EQ(driver.result, FlatFrame(64, 64, last, 10, 20, 30));
   }
 }
 

@@ -309,29 +309,6 @@ TEST_F(Pipeline, FusionKnowsTheWholeBurst) {
   EXPECT_EQ(fusions, 2);
 }
 
-TEST_F(Pipeline, ExtraOverridesTheFusionSwitchOfTheBurst) {
-  for (const bool configured : {false, true}) {
-    SessionDriver driver(256, 256, ZOLT_MF_FORMAT_I420,
-                         {{"Global/ExposureFusionFlag", configured ? "1" : "0"}});
-    int fusions = 0;
-    stages.fusion = [&](const YuvImage&, const YuvImage&, const FusionPara& fusion) {
-      std::fill_n(fusion.scratch, fusion.scratchSize, uint8_t{9});
-      ++fusions;
-      return 0;
-    };
-    // The opposite of the file; the extra of later frames changes nothing.
-    const MfFrameExtra extra = {0, configured ? 0 : 1, 0, 0};
-    const MfFrameExtra later = {0, 1, 0, 0};
-    const Bytes frame = FlatFrame(256, 256, 2, 10, 20, 30);
-    for (int i = 0; i < 5; ++i) {
-      driver.extra = i == 0 ? &extra : &later;
-      ASSERT_EQ(driver.Frame(frame, i == 0 ? 0 : i == 4 ? 2 : 1, 5), 0);
-    }
-    EXPECT_EQ(fusions, configured ? 0 : 1);
-    EXPECT_EQ(TestHooks::Outstanding(), 0);
-  }
-}
-
 TEST_F(Pipeline, AnObserverSeesEachLaterFrameTwice) {
   std::vector<FrameObservation> seen;
   SetFrameObserver(

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "support/test_planes.h"
-
 namespace zolt {
 namespace {
 
@@ -35,26 +33,6 @@ TEST(MemoryPlan, BlockSizesAreExactToTheByte) {
   }
   // A map and its count that end 4 bytes behind a multiple of 16 get the remainder on top, no rounding.
   EXPECT_EQ(GhostMemSize(64, 64).head, 64 * 64 + 8);
-}
-
-TEST(MemoryPlan, RegionsOfEverySizeLieInOrderInsideTheBlock) {
-  for (const YuvImage& size : test::AwkwardSizes()) {
-    for (int variant = 0; variant < 4; ++variant) {
-      SCOPED_TRACE(testing::Message() << size.width << "x" << size.height << " variant " << variant);
-      const bool planar = (variant & 1) != 0;
-      const uint64_t pixels = static_cast<uint64_t>(size.width) * static_cast<uint64_t>(size.height);
-      MemoryPlan plan;
-      ASSERT_TRUE(MakeMemoryPlan(size.width, size.height, planar, variant >= 2, &plan));
-      EXPECT_EQ(plan[kWeightMap].offset, planar ? 3 * pixels / 2 : 2 * pixels);
-      EXPECT_EQ(plan[kAlignedFrame].offset, plan[kWeightMap].offset + pixels);
-      EXPECT_EQ(plan[kGhostMap].offset, plan[kAlignedFrame].offset +
-                                            static_cast<uint64_t>(RegistrationHead(size.width, size.height)));
-      EXPECT_EQ(plan[kLastFrameScratch].offset, plan[kAlignedFrame].offset);
-      EXPECT_EQ(plan[kFusionScratch].offset, plan[kAlignedFrame].offset + 3 * pixels / 2);
-      EXPECT_EQ(plan[kScratch].offset + plan[kScratch].size, plan.block_size);
-      EXPECT_EQ(plan[kFusionScratch].offset + plan[kFusionScratch].size, plan.block_size);
-    }
-  }
 }
 
 TEST(MemoryPlan, FramesThatNoBlockHoldsAreRefused) {
