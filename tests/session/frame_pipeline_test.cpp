@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "session/debug_observer.h"
@@ -61,51 +63,54 @@ TEST_F(Pipeline, EachTunedValueArrivesInItsOwnField) {
   FusionPara fused = {};
   int32_t eis = 0, boost = 0, restore = 0, detail_min = 0;
   struct Arrival {
-    std::string key;
-    std::vector<const int32_t*> fields;
-    int32_t value;  ///< in the field; 0: a number of its own
+    std::string section, keys;
+    std::vector<const int32_t*> fields;  ///< one for each key
   };
-  std::vector<Arrival> arrivals = {
-      {"NoiseReduction/ISO2/lumaMed", {&nr.lumaMed}, 0},
-      {"NoiseReduction/ISO2/lumaLF", {&nr.lumaLF, &fused.lumaLF}, 0},
-      {"NoiseReduction/ISO2/lumaHF1", {&nr.lumaHF1}, 0},
-      {"NoiseReduction/ISO2/lumaHF2", {&nr.lumaHF2}, 0},
-      {"NoiseReduction/ISO2/lumaHF3", {&nr.lumaHF3}, 0},
-      {"NoiseReduction/ISO2/chromaS", {&nr.chromaS, &fused.chromaS}, 0},
-      {"NoiseReduction/ISO2/detail", {&nr.detail, &fused.detail}, 0},
-      {"GhostDetection/ISO2/lumaTH_Low", {&ghost.lumaTH_Low, &fused.deghost[0]}, 0},
-      {"GhostDetection/ISO2/lumaTH_High", {&ghost.lumaTH_High, &fused.deghost[1]}, 0},
-      {"GhostDetection/ISO2/lumaNoiseTH", {&ghost.lumaNoiseTH, &fused.deghost[2]}, 0},
-      {"GhostDetection/ISO2/chromaTH_Low", {&ghost.chromaTH_Low, &fused.deghost[3]}, -1},
-      {"GhostDetection/ISO2/chromaTH_High", {&ghost.chromaTH_High, &fused.deghost[4]}, 0},
-      {"GhostDetection/ISO2/chromaNoiseTH", {&ghost.chromaNoiseTH, &fused.deghost[5]}, 0},
-      {"ExposureFusion/ISO2/fusion_low", {&fused.fusion_low}, 0},
-      {"ExposureFusion/ISO2/fusion_high", {&fused.fusion_high}, 0},
-      {"ExposureFusion/ISO2/SaturationGain", {&fused.SaturationGain}, 0},
-      {"ExposureFusion/ISO2/detailRestore", {&restore}, 0},
-      {"ExposureFusion/ISO2/boostDetail", {&boost}, 9},
-      {"ExposureFusion/detailMin", {&detail_min}, 8},
-      {"ExposureFusion/ChromaFusionFlag", {&fused.ChromaFusionFlag}, 0},
-      {"ExposureFusion/HDRFusionFlag", {&fused.HDRFusionFlag}, 0},
-      {"ExposureFusion/Stable/isoTH", {&fused.isoTH}, 0},
-      {"ExposureFusion/Stable/maxShift", {&fused.maxShift}, 0},
-      {"ExposureFusion/Stable/lumaTH", {&fused.lumaTH}, 0},
-      {"ChromaEnhancement/enhancementLevel", {&nr.enhancementLevel}, 0},
-      {"ChromaEnhancement/chromaDetail", {&nr.chromaDetail, &fused.chromaDetail}, 0},
-      {"LumaEnhancement/maxGain", {&nr.maxGain}, 0},
-      {"LumaEnhancement/chromaGain", {&nr.chromaGain}, 0},
-      {"LumaEnhancement/lumaTH", {&nr.lumaTH}, 0},
-      {"LumaEnhancement/peakTH", {&nr.peakTH}, 0},
-      {"Global/LumaEnhancementFlag", {&nr.LumaEnhancementFlag}, 0},
-      {"Global/ExposureFusionFlag", {&eis}, 0}};
+  const std::string ghost_keys =
+      "lumaTH_Low lumaTH_High lumaNoiseTH chromaTH_Low chromaTH_High chromaNoiseTH";
+  const GhostThresholds& g = ghost;
+  const int32_t* const d = fused.deghost;
+  const Arrival arrivals[] = {
+      {"NoiseReduction/ISO2/",
+       "lumaMed lumaLF lumaHF1 lumaHF2",
+       {&nr.lumaMed, &nr.lumaLF, &nr.lumaHF1, &nr.lumaHF2}},
+      {"NoiseReduction/ISO2/", "lumaHF3 chromaS detail", {&nr.lumaHF3, &nr.chromaS, &nr.detail}},
+      {"NoiseReduction/ISO2/", "lumaLF chromaS detail", {&fused.lumaLF, &fused.chromaS, &fused.detail}},
+      {"GhostDetection/ISO2/",
+       ghost_keys,
+       {&g.lumaTH_Low, &g.lumaTH_High, &g.lumaNoiseTH, &g.chromaTH_Low, &g.chromaTH_High, &g.chromaNoiseTH}},
+      {"GhostDetection/ISO2/", ghost_keys, {d, d + 1, d + 2, d + 3, d + 4, d + 5}},
+      {"ExposureFusion/ISO2/",
+       "fusion_low fusion_high SaturationGain",
+       {&fused.fusion_low, &fused.fusion_high, &fused.SaturationGain}},
+      {"ExposureFusion/ISO2/", "detailRestore boostDetail", {&restore, &boost}},
+      {"ExposureFusion/",
+       "detailMin ChromaFusionFlag HDRFusionFlag",
+       {&detail_min, &fused.ChromaFusionFlag, &fused.HDRFusionFlag}},
+      {"ExposureFusion/Stable/", "isoTH maxShift lumaTH", {&fused.isoTH, &fused.maxShift, &fused.lumaTH}},
+      {"ChromaEnhancement/", "enhancementLevel chromaDetail", {&nr.enhancementLevel, &nr.chromaDetail}},
+      {"ChromaEnhancement/", "chromaDetail", {&fused.chromaDetail}},
+      {"LumaEnhancement/",
+       "maxGain chromaGain lumaTH peakTH",
+       {&nr.maxGain, &nr.chromaGain, &nr.lumaTH, &nr.peakTH}},
+      {"Global/", "LumaEnhancementFlag ExposureFusionFlag", {&nr.LumaEnhancementFlag, &eis}}};
+  std::map<std::string, int32_t> values = {{"ExposureFusion/ISO2/boostDetail", 9},
+                                           {"ExposureFusion/detailMin", 8},
+                                           {"GhostDetection/ISO2/chromaTH_Low", -1}};
   std::map<std::string, std::string> keys = {{"ExposureFusion/Stable/ghostTH", "0.25"},
                                              {"NoiseReduction/ISO2/chromaNrLUT", "71 72 73"}};
-  int32_t next = 101;
-  for (Arrival& arrival : arrivals) {
-    if (arrival.value == 0) arrival.value = next++;
-    // In sixteenths, rounded down.
-    const bool threshold = arrival.key[0] == 'G' && arrival.key[1] == 'h';
-    keys[arrival.key] = std::to_string(threshold ? 16 * arrival.value + 15 : arrival.value);
+  std::vector<std::pair<std::string, const int32_t*>> expected;
+  for (const Arrival& arrival : arrivals) {
+    std::istringstream names(arrival.keys);
+    for (const int32_t* field : arrival.fields) {
+      std::string name;
+      names >> name;
+      const std::string path = arrival.section + name;
+      const int32_t value = values.emplace(path, 101 + values.size()).first->second;
+      // Thresholds are in sixteenths and rounded down.
+      keys[path] = std::to_string(arrival.keys == ghost_keys ? 16 * value + 15 : value);
+      expected.emplace_back(path, field);
+    }
   }
   SessionDriver driver(256, 256, ZOLT_MF_FORMAT_I420, keys);
   driver.iso = 123;
@@ -133,9 +138,7 @@ TEST_F(Pipeline, EachTunedValueArrivesInItsOwnField) {
   boost = fused.boostDetail;
   restore = fused.detailRestore;
   detail_min = fused.detailMin;
-  for (const Arrival& arrival : arrivals) {
-    for (const int32_t* field : arrival.fields) EXPECT_EQ(*field, arrival.value) << arrival.key;
-  }
+  for (const auto& [path, field] : expected) EXPECT_EQ(*field, values[path]) << path;
   EXPECT_EQ(fused.ghostTH, 0.25f);
   EXPECT_EQ(nr.chromaNrLUT[2], 73);
   EXPECT_EQ(fused.chromaNrTable, nr.chromaNrLUT);

@@ -35,18 +35,6 @@ TEST(MemoryPlan, BlockSizesAreExactToTheByte) {
   EXPECT_EQ(GhostMemSize(64, 64).head, 64 * 64 + 8);
 }
 
-TEST(MemoryPlan, FramesThatNoBlockHoldsAreRefused) {
-  MemoryPlan plan;
-  for (const auto& [w, h] : {std::pair{65536, 65536},
-                             {2147483640, 2147483640},
-                             {2147483640, 64},
-                             {46336, 46336},
-                             {30000, 20000}}) {
-    EXPECT_FALSE(MakeMemoryPlan(w, h, true, true, &plan)) << w << "x" << h;
-  }
-  EXPECT_TRUE(MakeMemoryPlan(16384, 12288, true, true, &plan));
-}
-
 TEST(MemoryPlan, ATableThatLeavesTheBlockIsFound) {
   MemoryPlan good;
   ASSERT_TRUE(MakeMemoryPlan(264, 272, false, true, &good));

@@ -142,7 +142,7 @@ TEST(WorkerPool, JobsCarryNames) {
 
 // A thread has the affinity of who starts it until it is bound.
 TEST(WorkerPool, WorkersAreBoundToTheFastCluster) {
-  cpu_set_t before, one, bound, seen;
+  cpu_set_t before, one, bound, seen[4];
   ASSERT_EQ(sched_getaffinity(0, sizeof before, &before), 0);
   const uint32_t mask = FastClusterMask(sysconf(_SC_NPROCESSORS_CONF));
   CPU_ZERO(&one);
@@ -161,11 +161,10 @@ TEST(WorkerPool, WorkersAreBoundToTheFastCluster) {
   test::TakeLogLines();
   {
     const test::StartedPool started;
-    RunOnPool(
-        started.pool, [&](int32_t) { sched_getaffinity(0, sizeof seen, &seen); }, 1);
+    RunOnPool(started.pool, [&](int32_t i) { sched_getaffinity(0, sizeof seen[i], &seen[i]); });
   }
   sched_setaffinity(0, sizeof before, &before);
-  EXPECT_TRUE(CPU_EQUAL(&seen, possible ? &bound : &one));
+  for (const cpu_set_t& cpus : seen) EXPECT_TRUE(CPU_EQUAL(&cpus, possible ? &bound : &one));
   EXPECT_EQ(CountLines("callBindCpu Failure!"), possible ? 0 : 4);
   EXPECT_NE(callBindCpu(INT32_MAX, 1), 0) << "there is no such thread";
   EXPECT_EQ(CountLines("callBindCpu Failure!"), 1);
