@@ -2,9 +2,8 @@
 // addresses. The input is a burst's size, total and format, three bytes, and a list of calls, four bytes each
 // (see Step).
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <fstream>
 #include <set>
 #include <string>
 #include <vector>
@@ -43,22 +42,15 @@ const char* TuningFolder() {
     char name[] = "/tmp/zolt_session_fuzz_XXXXXX";
     if (mkdtemp(name) == nullptr) std::abort();
     const std::string path = std::string(name) + "/";
-    std::FILE* file = std::fopen((path + "multiframe.xml").c_str(), "w");
-    if (file == nullptr) std::abort();
-    std::fputs(
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Config>\n"
-        "<Global><ExposureFusionFlag>0</ExposureFusionFlag><LumaEnhancementFlag>1</LumaEnhancementFlag></"
-        "Global>\n"
-        "<LumaEnhancement><maxGain>24</maxGain><chromaGain>20</chromaGain><lumaTH>900</lumaTH>"
-        "<peakTH>900</peakTH></LumaEnhancement>\n"
-        "<ChromaEnhancement><enhancementLevel>5</enhancementLevel></ChromaEnhancement>\n"
-        "<ExposureFusion><ChromaFusionFlag>1</ChromaFusionFlag><HDRFusionFlag>1</HDRFusionFlag>"
-        "<ISO1><fusion_low>900</fusion_low><fusion_high>300</fusion_high><detailRestore>90</detailRestore>"
-        "<SaturationGain>20</SaturationGain><boostDetail>3</boostDetail></ISO1></ExposureFusion>\n"
-        "<NoiseReduction><ISO1><lumaMed>1</lumaMed><lumaLF>-40</lumaLF><lumaHF1>-50</lumaHF1>"
-        "<detail>-60</detail></ISO1></NoiseReduction>\n</Config>\n",
-        file);
-    std::fclose(file);
+    std::ofstream(path + "multiframe.xml") << R"(<?xml version="1.0" encoding="UTF-8"?>
+<Config><Global><ExposureFusionFlag>0</ExposureFusionFlag><LumaEnhancementFlag>1</LumaEnhancementFlag></Global>
+<LumaEnhancement><maxGain>24</maxGain><chromaGain>20</chromaGain><lumaTH>900</lumaTH><peakTH>900</peakTH></LumaEnhancement>
+<ChromaEnhancement><enhancementLevel>5</enhancementLevel></ChromaEnhancement>
+<ExposureFusion><ChromaFusionFlag>1</ChromaFusionFlag><HDRFusionFlag>1</HDRFusionFlag>
+<ISO1><fusion_low>900</fusion_low><fusion_high>300</fusion_high><detailRestore>90</detailRestore>
+<SaturationGain>20</SaturationGain><boostDetail>3</boostDetail></ISO1></ExposureFusion>
+<NoiseReduction><ISO1><lumaMed>1</lumaMed><lumaLF>-40</lumaLF><lumaHF1>-50</lumaHF1><detail>-60</detail></ISO1>
+</NoiseReduction></Config>)";
     return path;
   }();
   return folder.c_str();
@@ -88,16 +80,7 @@ std::vector<uint8_t> Paint(int width, int height, uint8_t seed) {
 }
 
 /// Calls that depart from the burst, by the high half of a step's first byte; the others are plain frames.
-enum Departure {
-  kOtherTotal = 8,
-  kOtherFormat,
-  kOtherSize,
-  kNoIso,
-  kNoTag,
-  kNoSource,
-  kOddSize,
-  kNewSession
-};
+enum { kOtherTotal = 8, kOtherFormat, kOtherSize, kNoIso, kNoTag, kNoSource, kOddSize, kNewSession };
 
 /// One call: [0] departure and tag, [1] ISO and extra, [2] what is painted, [3] which of the next allocations
 /// is refused (from 200 up: none).

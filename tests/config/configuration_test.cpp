@@ -5,10 +5,8 @@
 #include <clocale>
 #include <cmath>
 #include <cstring>
-#include <set>
 #include <string>
 
-#include "config/config_keys.h"
 #include "config/xml_document.h"
 
 namespace zolt {
@@ -35,17 +33,6 @@ TEST(Configuration, AnEmptyFileGivesTheDefaults) {
   }
   const int32_t globals[] = {0, 255, 1, 0, 16, 16, 0, 0, 1, 0, 0, 0, 0, 0, 0, 1};
   EXPECT_EQ(std::memcmp(&config.enhancementLevel, globals, sizeof(globals)), 0);
-}
-
-TEST(Configuration, EveryKeyHasItsOwnPathAndWord) {
-  std::set<std::string> paths;
-  std::set<size_t> words;
-  for (int i = 0; i < kConfigKeys; ++i) {
-    const ConfigKey key = ConfigKeyAt(i);
-    EXPECT_TRUE(paths.insert(key.path).second) << key.path;
-    EXPECT_TRUE(words.insert(key.offset).second) << key.path;
-  }
-  EXPECT_EQ(paths.size(), 184u);
 }
 
 TEST(Configuration, APathThatBreaksOffCostsThatKeyAlone) {

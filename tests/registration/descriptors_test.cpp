@@ -42,17 +42,5 @@ TEST(Descriptors, EveryWindowIsAUnitVectorAndTheSameOnEveryPlatform) {
   EXPECT_EQ(digest, 6585063678511342895u);
 }
 
-TEST(Descriptors, FewKeypointsAndAFlatImage) {
-  const test::StartedPool started;
-  const std::vector<uint8_t> pixels(64 * 64, 200);
-  for (int32_t count = 0; count <= 5; ++count) {
-    std::vector<KeyPoint> keypoints(static_cast<size_t>(count), KeyPoint{0, 0, 32 * 256, 32 * 256, 0, 15});
-    std::vector<int32_t> descriptors(static_cast<size_t>(count) * 64, 99);
-    const FeatureList list = {keypoints.data(), descriptors.data(), count};
-    EXPECT_EQ(DescribeKeypoints({pixels.data(), 64, 64}, list, DefaultHooks()), 0);
-    for (const int32_t v : descriptors) EXPECT_EQ(v, 0);
-  }
-}
-
 }  // namespace
 }  // namespace zolt

