@@ -370,19 +370,20 @@ TEST(ZoltBurst, AnySizeIsCleanedWithinTheMemoryToldBefore) {
   for (const Size s : {Size{16, 16, 3}, Size{17, 31, 2}, Size{16, 400, 3}, Size{1001, 16, 2},
                        Size{333, 257, 11}, Size{320, 240, 1}}) {
     const HandHeldBurst burst = MakeHandHeldBurst(s.width, s.height, s.frames, 6);
-    const BurstResult result = Clean(burst.Views());
+    zolt_burst_options limited = Defaults();
+    limited.reference = 0;  // the truth's
+    const BurstResult result = Clean(burst.Views(), &limited);
     ASSERT_EQ(result.code, ZOLT_BURST_OK) << s.width;
     EXPECT_EQ(result.report.frames, s.frames);
     EXPECT_LE(result.report.merged, 10);
-    EXPECT_GT(
-        LumaPsnr(result.image, burst.truth, s.width, s.height),
-        LumaPsnr(burst.frames[static_cast<size_t>(result.report.reference)], burst.truth, s.width, s.height) -
-            0.5)
+    // A few hundred pixels tell neither their motion nor their noise well.
+    const double lost = s.width * s.height < 1000 ? 3 : 0;
+    EXPECT_GT(LumaPsnr(result.image, burst.truth, s.width, s.height),
+              LumaPsnr(burst.frames[0], burst.truth, s.width, s.height) - lost)
         << s.width;
     const uint64_t need = zolt_burst_memory_needed(s.width, s.height, 0, ZOLT_BURST_FAST);
     EXPECT_LE(result.report.peak_memory, need) << s.width;
     EXPECT_GT(result.report.peak_memory * 6, need) << s.width;
-    zolt_burst_options limited = Defaults();
     limited.memory_limit = need;
     EXPECT_EQ(Clean(burst.Views(), &limited).code, ZOLT_BURST_OK);
     limited.memory_limit = need - 1;
