@@ -12,6 +12,7 @@
 #include "config/xml_document.h"
 #include "session/burst.h"
 #include "session/mf_session.h"
+#include "threads/worker_pool.h"
 
 namespace zolt {
 namespace {
@@ -78,6 +79,15 @@ int32_t Validate(const FrameCall& call) {
   return kOk;
 }
 
+/// No thread outlives a call, whichever way it ends: a pool whose start failed keeps the workers that it got,
+/// and the stage that wanted it does not stop it.
+struct PoolEnder {
+  ~PoolEnder() {
+    RegistrationPool().EndLeftOver();
+    DenoisePool().EndLeftOver();
+  }
+};
+
 void LogFrameCall(const FrameCall& call) {
   LogInfo("Tarvos EIS Version : __%s__%s__%s__%s__ ", "Lumora Video 1.2.70", __DATE__, __TIME__, __VERSION__);
   LogInfo("zolt_mfNoiseReduction, height = %d, width = %d, frame = %d/%d, format = %d, iso = %d.",
@@ -115,6 +125,7 @@ int32_t zolt_mfNoiseReduction(MfSession* session, const uint8_t* image_src, uint
                               int32_t height, int32_t width, int32_t frame_tag, int32_t frame_total,
                               uint32_t format, int32_t iso, const MfFrameExtra* extra) {
   using namespace zolt;
+  const PoolEnder ender;
   LogInfo("enter %s()", __func__);
   FrameCall call = {image_src,   image_result, height, width, frame_tag,
                     frame_total, format,       iso,    extra, std::clock()};

@@ -119,6 +119,17 @@ void WorkerPool::Stop() {
   for (int32_t i = 0; i < kThreadsPerStart; ++i) DestroyOneThread();
 }
 
+void WorkerPool::EndLeftOver() {
+  const std::lock_guard lock(init_mutex_);
+  int32_t waiting = 0;
+  {
+    const std::lock_guard pool_lock(pool_mutex_);
+    waiting = idle_.top + 1;
+  }
+  for (; waiting > 0; --waiting) DestroyOneThread();
+  user_count_ = 0;
+}
+
 int32_t WorkerPool::AcquireJobThread(int32_t job_index, JobFunction function, void* argument,
                                      const char* name) {
   std::unique_lock lock(pool_mutex_);

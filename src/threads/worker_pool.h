@@ -33,6 +33,9 @@ class WorkerPool {
   int32_t Start();
   /// Ends and joins four waiting workers, or as many as wait.
   void Stop();
+  /// Ends and joins all waiting workers, whoever started them: what failed starts have left behind.
+  /// Afterwards the pool has no user.
+  void EndLeftOver();
 
   /// Takes a waiting worker and loads the job, but doesn't start it; spins until a worker waits. `name` null
   /// keeps the worker's former name. Returns the slot.

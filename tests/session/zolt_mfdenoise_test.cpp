@@ -9,6 +9,8 @@
 #include "support/session_driver.h"
 #include "support/stage_doubles.h"
 #include "support/test_hooks.h"
+#include "support/thread_failure.h"
+#include "threads/worker_pool.h"
 
 namespace zolt {
 namespace {
@@ -160,6 +162,23 @@ TEST(Session, LogsEachFrameAndTheBurstsParameters) {
   EXPECT_EQ(lines[1].text.rfind("Tarvos EIS Version : __Lumora Video 1.2.70__", 0), 0u);
   EXPECT_EQ(lines.back().text.rfind("Current frame time = ", 0), 0u);
   EXPECT_NE(lines.back().text.find(", IIRImgNum = 1, ret = 0."), std::string::npos);
+}
+
+TEST(Session, APoolThatDoesNotStartLeavesNoThreadBehind) {
+  TestHooks::Reset();
+  SessionDriver driver(64, 64);
+  const Bytes frame = FlatFrame(64, 64, 2, 1, 2, 3);
+  for (int k = 0; k < 4; ++k) {
+    ASSERT_EQ(driver.Frame(frame, 0, 2), 0);
+    const test::ThreadFailure failure(k);  // a planar later frame starts registration's workers first
+    EXPECT_EQ(driver.Frame(frame, 1, 2), ZOLT_MF_LOAD_FAILURE);
+    const WorkerPool::Counts counts = RegistrationPool().counts();
+    EXPECT_EQ(counts.threads, 0);
+    EXPECT_EQ(counts.reserve, 16);
+    EXPECT_EQ(counts.users, 0);
+  }
+  driver.End();
+  TestHooks::FreeAll();  // lost bursts keep their blocks
 }
 
 // The mode stays for the rest of the process, so all of it is one test.
