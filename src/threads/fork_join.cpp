@@ -1,26 +1,15 @@
 #include "threads/fork_join.h"
 
-#include <pthread.h>
-
-#include <cassert>
+#include <algorithm>
 
 namespace zolt {
 namespace {
 
 constexpr int32_t kMaxThreads = 8;
 
-struct ThreadRecord {
-  pthread_t handle;
-  ForkRoutine routine;
-  void* argument;
-  int32_t index;
-  int32_t status;
-  bool started;
-};
-
-void* RunRecord(void* argument) {
-  auto* record = static_cast<ThreadRecord*>(argument);
-  record->status = record->routine(record->argument, record->index);
+void* RunThread(void* argument) {
+  auto* thread = static_cast<ForkThread*>(argument);
+  thread->status = thread->routine(thread->argument, thread->index);
   return nullptr;
 }
 
@@ -28,24 +17,30 @@ void* RunRecord(void* argument) {
 
 bool ForkJoin(ForkRoutine routine, void* argument, int32_t count, int32_t* statuses,
               const ForkOptions& options) {
-  assert(count <= kMaxThreads);
-  ThreadRecord records[kMaxThreads] = {};
+  ForkThread threads[kMaxThreads];
+  if (count <= kMaxThreads) return ForkJoinWith(threads, routine, argument, count, statuses, options);
+  if (statuses != nullptr) std::fill_n(statuses, count, 0);
+  if (options.on_start_failure != nullptr) options.on_start_failure(argument);
+  return false;
+}
+
+bool ForkJoinWith(ForkThread* threads, ForkRoutine routine, void* argument, int32_t count, int32_t* statuses,
+                  const ForkOptions& options) {
   bool all_started = true;
-  for (int32_t i = 0; i < count && (all_started || !options.stop_at_failure); ++i) {
-    ThreadRecord& record = records[i];
-    record.routine = routine;
-    record.argument = argument;
-    record.index = i;
-    record.started = pthread_create(&record.handle, nullptr, RunRecord, &record) == 0;
-    all_started = all_started && record.started;
-    if (record.started && options.thread_name != nullptr) {
-      pthread_setname_np(record.handle, options.thread_name);
+  for (int32_t i = 0; i < count; ++i) {
+    ForkThread& thread = threads[i];
+    thread = {{}, routine, argument, i, 0, false};
+    if (!all_started && options.stop_at_failure) continue;
+    thread.started = pthread_create(&thread.handle, nullptr, RunThread, &thread) == 0;
+    all_started = all_started && thread.started;
+    if (thread.started && options.thread_name != nullptr) {
+      pthread_setname_np(thread.handle, options.thread_name);
     }
   }
   if (!all_started && options.on_start_failure != nullptr) options.on_start_failure(argument);
   for (int32_t i = 0; i < count; ++i) {
-    if (records[i].started) pthread_join(records[i].handle, nullptr);
-    if (statuses != nullptr) statuses[i] = records[i].status;
+    if (threads[i].started) pthread_join(threads[i].handle, nullptr);
+    if (statuses != nullptr) statuses[i] = threads[i].status;
   }
   return all_started;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <pthread.h>
+
 #include <cstdint>
 
 namespace zolt {
@@ -14,10 +16,24 @@ struct ForkOptions {
   void (*on_start_failure)(void* argument) = nullptr;
 };
 
-/// Runs routine(argument, i), i = 0..count-1, on `count` new plain threads (at most 8) and joins all that
-/// started. `statuses`, count words or null, receives what each routine returned, 0 for a thread that never
-/// started. False when any thread could not be started.
+/// One thread of a fork, for as long as the fork lasts.
+struct ForkThread {
+  pthread_t handle;
+  ForkRoutine routine;
+  void* argument;
+  int32_t index;
+  int32_t status;
+  bool started;
+};
+
+/// Runs routine(argument, i), i = 0..count-1, on `count` new plain threads and joins all that started.
+/// `statuses`, count words or null, receives what each routine returned, 0 for a thread that never started.
+/// False when any thread could not be started, and for more than 8, of which none is.
 bool ForkJoin(ForkRoutine routine, void* argument, int32_t count, int32_t* statuses,
               const ForkOptions& options = {});
+
+/// ForkJoin of any `count`, with records that the caller brings: `count` of them, any content.
+bool ForkJoinWith(ForkThread* threads, ForkRoutine routine, void* argument, int32_t count, int32_t* statuses,
+                  const ForkOptions& options);
 
 }  // namespace zolt

@@ -7,7 +7,9 @@
 
 #include <atomic>
 #include <string>
+#include <cstdlib>
 
+#include "support/log_lines.h"
 #include "support/thread_failure.h"
 #include "threads/helper_threads.h"
 
@@ -64,6 +66,30 @@ TEST(RunHelperThreads, ThreadsAreNamed) {
   };
   EXPECT_EQ(RunHelperThreads(routine, &named, 4), 0);
   EXPECT_EQ(named, 4);
+}
+
+TEST(ForkJoin, MoreThanEightThreadsAreRefusedButForHelpers) {
+  Shared shared;
+  int32_t statuses[9];
+  ForkOptions options;
+  options.on_start_failure = [](void* argument) { static_cast<Shared*>(argument)->told = true; };
+  EXPECT_FALSE(ForkJoin(RunOne, &shared, 9, statuses, options));
+  EXPECT_TRUE(shared.told);
+  EXPECT_EQ(statuses[8], 0);
+  EXPECT_EQ(shared.ran, 0);
+  EXPECT_EQ(RunHelperThreads(RunOne, &shared, 9), 0);
+  EXPECT_EQ(shared.ran, 9);
+}
+
+TEST(HelperThreads, NoRecordsNoThreads) {
+  Shared shared;
+  test::TakeLogLines();
+  helper_records_malloc = [](size_t) -> void* { return nullptr; };
+  EXPECT_EQ(RunHelperThreads(RunOne, &shared, 4), -1);
+  EXPECT_EQ(RunHelperThreads(RunOne, &shared, 0), 0);
+  helper_records_malloc = std::malloc;
+  EXPECT_EQ(shared.ran, 0);
+  EXPECT_TRUE(test::Contains(test::TakeLogLines(), 6, "Buffer malloc Failed!"));
 }
 
 }  // namespace
