@@ -17,8 +17,7 @@ constexpr MfAllocHooks kDefaultHooks = {DefaultAlloc, DefaultFree};
 MfAllocHooks current_hooks = kDefaultHooks;
 
 constexpr uintptr_t kWord = 4;
-
-constexpr uintptr_t kBlockAlignment = 8;
+constexpr uintptr_t kRecordAlignment = 8;
 
 uint8_t* AlignTo(void* p, uintptr_t alignment) {
   const uintptr_t past = reinterpret_cast<uintptr_t>(p) % alignment;
@@ -43,19 +42,20 @@ void ChooseHooks(const MfAllocHooks* hooks) {
   current_hooks = complete ? *hooks : kDefaultHooks;
 }
 
-void HookBlock::Take(uint64_t size, const char* pool, const MfAllocHooks& hooks) {
+void HookBlock::TakeBytes(uint64_t size, const char* pool, const MfAllocHooks& hooks) {
   Release();
   pool_ = pool;
   hooks_ = hooks;
   if (size > UINT32_MAX) return;
   taken_ = static_cast<uint8_t*>(hooks_.alloc(static_cast<uint32_t>(size), pool_, 0));
   data_ = taken_;
-  if (reinterpret_cast<uintptr_t>(taken_) % kBlockAlignment == 0) return;
-  Release();
-  const uint64_t roomy = size + kBlockAlignment - 1;
-  if (roomy > UINT32_MAX) return;
-  taken_ = static_cast<uint8_t*>(hooks_.alloc(static_cast<uint32_t>(roomy), pool_, 0));
-  if (taken_ != nullptr) data_ = AlignTo(taken_, kBlockAlignment);
+}
+
+void HookBlock::Take(uint64_t size, const char* pool, const MfAllocHooks& hooks) {
+  TakeBytes(size, pool, hooks);
+  if (reinterpret_cast<uintptr_t>(data_) % kRecordAlignment == 0) return;
+  TakeBytes(size + kRecordAlignment - 1, pool, hooks);
+  if (data_ != nullptr) data_ = AlignTo(data_, kRecordAlignment);
 }
 
 void HookBlock::Release() {
@@ -74,7 +74,7 @@ StageScratch::StageScratch(void* room, uint64_t room_size, uint64_t needed, cons
     }
   }
   // kWord - 1 more than needed: a hook may return any address.
-  block_.Take(needed + kWord - 1, pool, hooks);
+  block_.TakeBytes(needed + kWord - 1, pool, hooks);
   if (block_) begin_ = AlignToWord(block_.data());
 }
 

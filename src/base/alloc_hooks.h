@@ -19,10 +19,12 @@ const MfAllocHooks& DefaultHooks();
 const MfAllocHooks& CurrentHooks();
 void ChooseHooks(const MfAllocHooks* hooks);
 
-/// A block from a pair of hooks that is given back when it goes out of scope. Only on the caller's thread.
+/// A block from a pair of hooks that is given back when it goes out of scope. Only on the caller's thread. A
+/// refusal, or a size that does not fit the hook's 32 bits, leaves it empty.
 class HookBlock {
  public:
   HookBlock() = default;
+  /// Takes at once.
   HookBlock(uint64_t size, const char* pool, const MfAllocHooks& hooks = CurrentHooks()) {
     Take(size, pool, hooks);
   }
@@ -32,9 +34,11 @@ class HookBlock {
 
   explicit operator bool() const { return data_ != nullptr; }
   uint8_t* data() const { return data_; }
-  /// A refusal, or a size that does not fit the hook's 32 bits, leaves the block empty. data() is aligned to
-  /// 8 bytes: a hook whose block starts elsewhere gets it back and is asked for 7 bytes more.
+  /// For records: data() is aligned to 8 bytes. A hook whose block starts elsewhere gets it back and is asked
+  /// for 7 bytes more.
   void Take(uint64_t size, const char* pool, const MfAllocHooks& hooks);
+  /// For bytes: one call, and the block serves as it comes, whatever its address.
+  void TakeBytes(uint64_t size, const char* pool, const MfAllocHooks& hooks = CurrentHooks());
   void Release();
   /// Leaves the block to the hooks' owner: it is not given back.
   void Abandon() { taken_ = data_ = nullptr; }
@@ -44,6 +48,12 @@ class HookBlock {
   uint8_t* data_ = nullptr;
   const char* pool_ = nullptr;
   MfAllocHooks hooks_ = {};
+};
+
+/// A HookBlock of bytes.
+class ByteBlock : public HookBlock {
+ public:
+  ByteBlock(uint64_t size, const char* pool) { TakeBytes(size, pool); }
 };
 
 /// Working memory for one call of a stage: the room that the burst's block gives it if `needed` bytes fit

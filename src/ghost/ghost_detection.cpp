@@ -30,7 +30,7 @@ int32_t Compare(const PlanePair& planes, MaskScale scale, const DifferenceLimits
                 const HookBlock& buffer, uint8_t* mask) {
   const int columns = planes.w / static_cast<int>(scale), rows = planes.h / static_cast<int>(scale);
   const uint64_t pixels = static_cast<uint64_t>(columns) * static_cast<uint64_t>(rows);
-  const HookBlock low_pass(2 * pixels, kDenoisePool);
+  const ByteBlock low_pass(2 * pixels, kDenoisePool);
   if (!low_pass) {
     LogError("Memery Allocating Error!");
     return kNoMemory;
@@ -44,7 +44,7 @@ int32_t LumaGhostMask(const PlanePair& planes, const DifferenceLimits& limits, u
                       uint32_t* count) {
   const int columns = planes.w >> 2, rows = planes.h >> 2;
   {
-    const HookBlock buffer(4 * (static_cast<uint64_t>(planes.w) * static_cast<uint64_t>(planes.h) / 16),
+    const ByteBlock buffer(4 * (static_cast<uint64_t>(planes.w) * static_cast<uint64_t>(planes.h) / 16),
                            kDenoisePool);
     if (!buffer) return kNoMemory;
     const int32_t result = Compare(planes, MaskScale::kQuarter, limits, buffer, mask);
@@ -57,7 +57,7 @@ int32_t LumaGhostMask(const PlanePair& planes, const DifferenceLimits& limits, u
 }
 
 int32_t ChromaGhostMask(const PlanePair& planes, const DifferenceLimits& limits, uint8_t* mask) {
-  const HookBlock buffer(4 * (static_cast<uint64_t>(planes.w) * static_cast<uint64_t>(planes.h) / 4),
+  const ByteBlock buffer(4 * (static_cast<uint64_t>(planes.w) * static_cast<uint64_t>(planes.h) / 4),
                          kDenoisePool);
   if (!buffer) return kNoMemory;
   const int32_t result = Compare(planes, MaskScale::kHalf, limits, buffer, mask);
@@ -68,7 +68,7 @@ int32_t ChromaGhostMask(const PlanePair& planes, const DifferenceLimits& limits,
 /// advanced past them) or, if that is too small, in `block`. Null when the hook refuses.
 uint8_t* TakeMasks(GhostStageInput* input, uint64_t bytes, HookBlock* block) {
   if (input->scratch == nullptr || input->scratchSize < bytes) {
-    block->Take(bytes, kDenoisePool, CurrentHooks());
+    block->TakeBytes(bytes, kDenoisePool);
     return block->data();
   }
   uint8_t* masks = input->scratch;
@@ -107,7 +107,7 @@ int32_t GhostDetectionPlain(GhostStageInput* input, const GhostMask& mask) {
   if (result != kOk) return result;
   // Luma's findings alone: this form has never counted what chroma adds.
   *mask.count *= 16;
-  const HookBlock smoothing(pixels, kDenoisePool);
+  const ByteBlock smoothing(pixels, kDenoisePool);
   if (!smoothing) return kOk;
   Blur121(masks, masks, smoothing.data(), columns, rows, columns, columns, columns);
   UpscaleMask4(masks, rows, columns, mask.map);
@@ -120,7 +120,7 @@ int32_t GhostDetectionFullLuma(const GhostStageInput& input, const GhostMask& ma
   const GhostThresholds& t = input.thresholds;
   {
     const uint64_t size = DifferenceRows::Size(w) + 1;
-    const HookBlock block(size, kDenoisePool);
+    const ByteBlock block(size, kDenoisePool);
     if (!block) {
       LogError("Memery Allocating Error!");
       return kOk;  // the map stays as it was, which the caller can live with

@@ -44,7 +44,7 @@ void ReplaceAlongRows(const uint8_t* found, int n, int rows, int radius, Replace
 template <typename Wanted, typename Replace>
 int32_t CleanBytes(uint8_t* mask, int n, int rows, int radius_x, int radius_y, Wanted wanted,
                    Replace replace) {
-  const HookBlock found(static_cast<uint64_t>(n) * static_cast<uint64_t>(rows), kDenoisePool);
+  const ByteBlock found(static_cast<uint64_t>(n) * static_cast<uint64_t>(rows), kDenoisePool);
   if (!found) {
     LogError("Memery Allocating Error!");
     return kNoMemory;

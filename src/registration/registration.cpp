@@ -62,7 +62,7 @@ int32_t ImgRegistration(RegistrationInput* request, MotionModel* model, uint8_t*
   void* room = request->workMem;
   uint64_t room_size = request->workMemSize;
   if (room == nullptr || room_size < need + 3) {  // 3: what aligning the address may cost
-    own.Take(WorkAllocation(w, h), kRegistrationPool, hooks);
+    own.TakeBytes(WorkAllocation(w, h), kRegistrationPool, hooks);
     if (!own) return kNoMemory;
     room = own.data();
     room_size = WorkAllocation(w, h);

@@ -123,7 +123,7 @@ struct Finish {
 };
 
 Finish FinishPadded(DenoiseFrame* frame, const YuvImage& output) {
-  HookBlock copy_block(PaddedCopySize(output.width, output.height), kDenoisePool);
+  ByteBlock copy_block(PaddedCopySize(output.width, output.height), kDenoisePool);
   if (!copy_block) return {RefusePaddedCopy(), false};
   const PaddedCopy padded = MakePaddedCopy(copy_block.data(), output, frame->context.nr.weightMap);
   NrStageContext context = frame->context;
@@ -139,7 +139,7 @@ Finish FinishPadded(DenoiseFrame* frame, const YuvImage& output) {
   } else if (context.eisMode == 0) {
     result = SpatialNrLowLevelMainCall(context, padded.image);
   } else {
-    HookBlock aligned_block(PaddedCopySize(output.width, output.height), kDenoisePool);
+    ByteBlock aligned_block(PaddedCopySize(output.width, output.height), kDenoisePool);
     if (!aligned_block) return {RefusePaddedCopy(), false};
     const YuvImage aligned = MakeExtendedCopy(aligned_block.data(), context.images.images[1]);
     // The aligned frame has moved out of the burst's block, so the fusion may have all of its place.
@@ -153,7 +153,7 @@ Finish FinishPadded(DenoiseFrame* frame, const YuvImage& output) {
 int32_t FinishImage(DenoiseFrame* frame, const YuvImage& output) {
   LiftDarkScene(frame->context.nr, output);
   const size_t luma = LumaSize(output);
-  HookBlock snapshot(luma / 2, kDenoisePool);
+  ByteBlock snapshot(luma / 2, kDenoisePool);
   if (snapshot) std::memcpy(snapshot.data(), output.u, luma / 2);
 
   Finish finish = {kOk, true};

@@ -95,7 +95,9 @@ TEST(ImgRegistration, AlignsAShiftedFrameWhateverTheWorkMemory) {
     EXPECT_EQ(scene.request.workMem, nullptr);
     const auto first_aligned = scene.aligned.bytes;
 
-    // The planned room at an odd address, less room than needed, and the stored features on a later call.
+    // The planned room and all blocks at odd addresses, less room than needed, and the stored features on a
+    // later call.
+    test::TestHooks::StartBlocksAt(1);
     std::vector<uint8_t> room(static_cast<size_t>(RegistrationMemSize(w, h).scratch) + 1, 0xEE);
     for (const size_t usable : {room.size() - 1, size_t{1900000}}) {
       for (const uint8_t first : {1, 0}) {

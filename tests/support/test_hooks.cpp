@@ -8,24 +8,28 @@ namespace zolt::test {
 namespace {
 
 std::vector<HookCall> calls;
-std::map<void*, uint32_t> blocks;
+std::map<void*, void*> blocks;  ///< and what malloc gave for them
+int past_alignment = 0;
 int refused = -1;
 int allocations = 0;
 
 void* Alloc(uint32_t size, const char* pool, uint32_t flags) {
   calls.push_back({size, pool, flags});
   if (allocations++ == refused) return nullptr;
-  void* block = std::malloc(size > 0 ? size : 1);
-  if (block == nullptr) return nullptr;
-  std::memset(block, 0xA5, size);
-  blocks[block] = size;
-  return block;
+  const auto past = static_cast<size_t>(past_alignment);
+  auto* taken = static_cast<uint8_t*>(std::malloc(size + past > 0 ? size + past : 1));
+  if (taken == nullptr) return nullptr;
+  std::memset(taken, 0xA5, size + past);
+  blocks[taken + past] = taken;
+  return taken + past;
 }
 
 void Free(void* block, const char* pool, uint32_t flags) {
   calls.push_back({0, pool, flags});
-  if (blocks.erase(block) == 0) std::abort();  // freed twice, or never ours
-  std::free(block);
+  const auto ours = blocks.find(block);
+  if (ours == blocks.end()) std::abort();  // freed twice, or never ours
+  std::free(ours->second);
+  blocks.erase(ours);
 }
 
 }  // namespace
@@ -35,6 +39,7 @@ void TestHooks::Reset() {
   calls.clear();
   refused = -1;
   allocations = 0;
+  past_alignment = 0;
 }
 
 MfAllocHooks TestHooks::Hooks() {
@@ -43,6 +48,10 @@ MfAllocHooks TestHooks::Hooks() {
 
 void TestHooks::RefuseAllocation(int k) {
   refused = k < 0 ? -1 : allocations + k;
+}
+
+void TestHooks::StartBlocksAt(int past) {
+  past_alignment = past;
 }
 
 const std::vector<HookCall>& TestHooks::Calls() {
@@ -54,7 +63,7 @@ int TestHooks::Outstanding() {
 }
 
 void TestHooks::FreeAll() {
-  for (const auto& [block, size] : blocks) std::free(block);
+  for (const auto& [block, taken] : blocks) std::free(taken);
   blocks.clear();
 }
 

@@ -22,6 +22,7 @@ struct TestHooks {
   static void Reset();
   static MfAllocHooks Hooks();
   static void RefuseAllocation(int k);  ///< 0 is the next; below 0 none
+  static void StartBlocksAt(int past);  ///< that many bytes behind a multiple of 16 from now on
   static const std::vector<HookCall>& Calls();
   static int Outstanding();  ///< blocks not given back
   static void FreeAll();     ///< gives back what is outstanding, for tests of what leaks by design
