@@ -40,20 +40,25 @@ int32_t Compare(const PlanePair& planes, MaskScale scale, const DifferenceLimits
   return kOk;
 }
 
+/// A refused buffer is told by nobody but the result.
+int32_t CompareLuma(const PlanePair& planes, MaskScale scale, const DifferenceLimits& limits, uint8_t* mask) {
+  const int side = static_cast<int>(scale);
+  const uint64_t pixels = static_cast<uint64_t>(planes.w / side) * static_cast<uint64_t>(planes.h / side);
+  const ByteBlock buffer(4 * pixels, kDenoisePool);
+  return buffer ? Compare(planes, scale, limits, buffer, mask) : int32_t{kNoMemory};
+}
+
+/// Cleans a luma mask, then counts.
+int32_t CleanAndCount(uint8_t* mask, int columns, int rows, uint32_t* count) {
+  const int32_t result = CleanLumaMaskBytes(mask, columns, rows);
+  if (result == kOk) *count = CountSet(mask, static_cast<int64_t>(columns) * rows);
+  return result;
+}
+
 int32_t LumaGhostMask(const PlanePair& planes, const DifferenceLimits& limits, uint8_t* mask,
                       uint32_t* count) {
-  const int columns = planes.w >> 2, rows = planes.h >> 2;
-  {
-    const ByteBlock buffer(4 * (static_cast<uint64_t>(planes.w) * static_cast<uint64_t>(planes.h) / 16),
-                           kDenoisePool);
-    if (!buffer) return kNoMemory;
-    const int32_t result = Compare(planes, MaskScale::kQuarter, limits, buffer, mask);
-    if (result != kOk) return result;
-  }
-  const int32_t result = CleanLumaMaskBytes(mask, columns, rows);
-  if (result != kOk) return result;
-  *count = CountSet(mask, static_cast<int64_t>(columns) * rows);
-  return kOk;
+  const int32_t result = CompareLuma(planes, MaskScale::kQuarter, limits, mask);
+  return result != kOk ? result : CleanAndCount(mask, planes.w >> 2, planes.h >> 2, count);
 }
 
 int32_t ChromaGhostMask(const PlanePair& planes, const DifferenceLimits& limits, uint8_t* mask) {
@@ -102,7 +107,10 @@ int32_t GhostDetectionPlain(GhostStageInput* input, const GhostMask& mask) {
   const uint64_t pixels = static_cast<uint64_t>(columns) * static_cast<uint64_t>(rows);
   HookBlock block;
   uint8_t* masks = TakeMasks(input, 3 * pixels, &block);
-  if (masks == nullptr) return kNoMemory;
+  if (masks == nullptr) {
+    LogError("Memery Allocating Error!");
+    return kNoMemory;
+  }
   const int32_t result = FindMotion(*input, masks, mask.count);
   if (result != kOk) return result;
   // Luma's findings alone: this form has never counted what chroma adds.
@@ -118,22 +126,11 @@ int32_t GhostDetectionFullLuma(const GhostStageInput& input, const GhostMask& ma
   if (input.enabled != 1) return kOk;
   const int w = input.images.images[0].width, h = input.images.images[0].height;
   const GhostThresholds& t = input.thresholds;
-  {
-    const uint64_t size = DifferenceRows::Size(w) + 1;
-    const ByteBlock block(size, kDenoisePool);
-    if (!block) {
-      LogError("Memery Allocating Error!");
-      return kOk;  // the map stays as it was, which the caller can live with
-    }
-    RegionCutter cutter = CutterOver(block, size);
-    DifferenceMask({input.images.images[1].y, input.firstImages.images[0].y, w, h}, MaskScale::kFull,
-                   {t.lumaTH_Low, t.lumaTH_High, t.lumaNoiseTH}, DifferenceRows::Cut(&cutter, &cutter, w),
-                   mask.map);
-  }
-  const int32_t result = CleanLumaMaskBytes(mask.map, w, h);
-  if (result != kOk) return result;
-  *mask.count = CountSet(mask.map, static_cast<int64_t>(w) * h);
-  return kOk;
+  const int32_t compared =
+      CompareLuma({input.images.images[1].y, input.firstImages.images[0].y, w, h}, MaskScale::kFull,
+                  {t.lumaTH_Low, t.lumaTH_High, t.lumaNoiseTH}, mask.map);
+  // Without a comparison the map stays as it was, which the caller can live with.
+  return compared != kOk ? int32_t{kOk} : CleanAndCount(mask.map, w, h, mask.count);
 }
 
 int32_t GhostDetection(GhostStageInput* input, const GhostMask& mask) {
