@@ -6,6 +6,7 @@
 #include "base/alloc_hooks.h"
 #include "base/arithmetic.h"
 #include "base/result_codes.h"
+#include "fusion/band_thresholds.h"
 #include "fusion/chroma_stage.h"
 #include "fusion/fusion_workers.h"
 #include "fusion/half_size.h"
@@ -16,23 +17,6 @@
 
 namespace zolt {
 namespace {
-
-// The low band, then a triple per level, the coarsest first. The diagonal band has twice the threshold of the
-// others on the coarser levels but half of it on the finest, where it is mostly noise.
-void FillBandThresholds(FusionPara* fusion) {
-  int32_t* word = fusion->bandThreshold;
-  std::fill_n(word, 20, 0);
-  const int32_t high = fusion->fusion_high;
-  *word++ = fusion->fusion_low;
-  for (int level = 0; level + 1 < std::min(fusion->bandLevels, 6); ++level) {
-    *word++ = high;
-    *word++ = high;
-    *word++ = WrapMul(high, 2);
-  }
-  *word++ = high / 2;
-  *word++ = high / 2;
-  *word++ = high / 4;
-}
 
 // Frames that could not be aligned must not be fused: only the filtering gets stronger.
 void GiveUpFusion(FusionPara* fusion) {

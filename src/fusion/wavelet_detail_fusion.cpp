@@ -6,6 +6,7 @@
 #include "base/alloc_hooks.h"
 #include "base/arithmetic.h"
 #include "fusion/band_fusion.h"
+#include "fusion/band_thresholds.h"
 #include "fusion/fusion_workers.h"
 #include "kernels/lifting53.h"
 #include "kernels/recursive_filter.h"
@@ -170,7 +171,7 @@ int32_t WaveletDetailFusion(const uint8_t* work_luma, const uint8_t* aligned_lum
     const Bands a(bands_a, 2 * band_w, 2 * band_h);
     const Bands b(bands_b, 2 * band_w, 2 * band_h);
     const Bands out(bands_out, 2 * band_w, 2 * band_h);
-    const int32_t* threshold = fusion.bandThreshold + 3 * l + 1;
+    const auto threshold = LevelThresholds(fusion, l);
     FuseBand({a[2], b[2], out[2]}, band_w, band_h, threshold[0], scratch);
     FuseBand({a[1], b[1], out[1]}, band_w, band_h, threshold[1], scratch);
     FuseBand({a[3], b[3], out[3]}, band_w, band_h, threshold[2], scratch);
