@@ -17,12 +17,15 @@ constexpr int64_t kDescriptorBytes = int64_t{kKeypointCapacity} * kDescriptorWor
 static_assert(kTreeCount * (2 * int64_t{kMaxKeypoints} - 1) * int64_t{sizeof(KdNode)} <= kNodeStorage);
 
 constexpr uint64_t kWord = 4;
+static_assert(alignof(KdNode) <= kWord);
 
+/// Whole words but for the image, whose pixels may be an odd count; nodes follow it.
 uint64_t ArenaNeed(int64_t image_bytes, int32_t frame_width) {
-  return static_cast<uint64_t>(2 * int64_t{kKeypointCapacity} * int64_t{sizeof(Point)} + kLevelBytes +
+  const uint64_t image = (static_cast<uint64_t>(image_bytes) + kWord - 1) / kWord * kWord;
+  return image +
+         static_cast<uint64_t>(2 * int64_t{kKeypointCapacity} * int64_t{sizeof(Point)} + kLevelBytes +
                                kListHeaderWords * 4 + kKeypointBytes + kDescriptorBytes + kTreeCount * 4 +
-                               kLumaLevels * 4 + image_bytes + kNodeStorage +
-                               int64_t{WarpColumns(frame_width)} * 4);
+                               kLumaLevels * 4 + kNodeStorage + int64_t{WarpColumns(frame_width)} * 4);
 }
 
 int64_t SumsIn(const DetectionSize& size) {

@@ -11,6 +11,7 @@
 #include "base/alloc_hooks.h"
 #include "registration/get_feature.h"
 #include "registration/registration_arena.h"
+#include "registration/warp.h"
 #include "session/memory_plan.h"
 #include "support/digest.h"
 #include "support/log_lines.h"
@@ -288,6 +289,16 @@ TEST(ImgRegistration, EveryRefusedAllocationHasItsResultAndLeaksNothing) {
     scene.request.isFirstFrame = 0;
     EXPECT_EQ(scene.Run(), k < 7 ? 3 : 0) << k;
   }
+}
+
+TEST(CutArena, NeedsExactlyWhatItLaysOut) {
+  // 101 x 101 pixels are searched: the words behind them start at a gap.
+  std::vector<uint64_t> block(500000);
+  auto* begin = reinterpret_cast<uint8_t*>(block.data());
+  RegistrationArena arena;
+  uint64_t size = 2800000;
+  while (!CutArena(begin, size, 404, 404, &arena)) ++size;
+  EXPECT_EQ(reinterpret_cast<uint8_t*>(arena.column_table + WarpColumns(404)), begin + size);
 }
 
 TEST(ImgRegistration, AFailingThreadStartIsMinus997) {
