@@ -120,7 +120,7 @@ int32_t TemporalNrMaincall(const NrStageContext& context, const YuvImage& output
                  context.nr.blendWeight};
   int32_t statuses[kStripes] = {};
   if (!ForkJoin(FoldStripe, &job, kStripes, statuses)) {
-    LogError("pthread_create Error!");
+    LogError("%s", "pthread_create Error!");
     return kThreadFailure;
   }
   int32_t result = kOk;

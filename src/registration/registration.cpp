@@ -29,7 +29,7 @@ int32_t Align(const RegistrationInput& request, const RegistrationArena& arena, 
   model->peakLevel = *arena.peak_level;
   model->lumaLevel = *arena.luma_level;
   if (result != kOk) {
-    LogError("GetFeature FAILED!");
+    LogError("%s", "GetFeature FAILED!");
     return result;
   }
   std::copy_n(matches.homography, 9, model->homography);
@@ -39,7 +39,7 @@ int32_t Align(const RegistrationInput& request, const RegistrationArena& arena, 
   if (result != kOk || request.doWarp == 0) return result;
   result = WarpFrame(request.input, model->aligned, model->homography, model->motionRect, arena.column_table,
                      request.planeCount);
-  if (result != kOk) LogError("ImgRegistration FAILED!");
+  if (result != kOk) LogError("%s", "ImgRegistration FAILED!");
   return result;
 }
 

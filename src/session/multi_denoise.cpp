@@ -77,17 +77,14 @@ int32_t FuseOrFilter(NrStageContext* context, const FusionPara& fusion, const Yu
   return SpatialNrLowLevelMainCall(*context, image);
 }
 
-/// The parameters of the fusion on `context`'s image, with `room` to work in.
-FusionPara FusionOn(const DenoiseFrame& frame, const NrStageContext& context, uint8_t* room,
-                    uint64_t room_size) {
-  FusionPara fusion = frame.fusion;
-  fusion.weightMap = context.nr.weightMap;
-  fusion.frameTotal = context.nr.frameTotal;
-  fusion.iirImgNum = context.nr.iirImgNum;
-  fusion.scratch = room;
-  fusion.scratchSize = room_size;
-  fusion.chromaDetail = context.nr.chromaDetail;
-  return fusion;
+/// Fills the fusion's record for `context`'s image, with `room` to work in.
+void CompleteFusion(FusionPara* fusion, const NrStageContext& context, uint8_t* room, uint64_t room_size) {
+  fusion->weightMap = context.nr.weightMap;
+  fusion->frameTotal = context.nr.frameTotal;
+  fusion->iirImgNum = context.nr.iirImgNum;
+  fusion->scratch = room;
+  fusion->scratchSize = room_size;
+  fusion->chromaDetail = context.nr.chromaDetail;
 }
 
 int32_t FinishInPlace(DenoiseFrame* frame, const YuvImage& output, HookBlock* snapshot) {
@@ -98,8 +95,8 @@ int32_t FinishInPlace(DenoiseFrame* frame, const YuvImage& output, HookBlock* sn
     if (result != kOk) LogError("SpatialNrHighLevelMainCall return %d.", result);
   } else {
     if (context.eisMode != 0) {
-      const FusionPara fusion = FusionOn(*frame, context, frame->fusion_room, frame->fusion_room_size);
-      result = FuseOrFilter(&context, fusion, output, context.images.images[1], [] {});
+      CompleteFusion(&frame->fusion, context, frame->fusion_room, frame->fusion_room_size);
+      result = FuseOrFilter(&context, frame->fusion, output, context.images.images[1], [] {});
     } else {
       result = SpatialNrLowLevelMainCall(context, output);
     }
@@ -143,8 +140,8 @@ Finish FinishPadded(DenoiseFrame* frame, const YuvImage& output) {
     if (!aligned_block) return {RefusePaddedCopy(), false};
     const YuvImage aligned = MakeExtendedCopy(aligned_block.data(), context.images.images[1]);
     // The aligned frame has moved out of the burst's block, so the fusion may have all of its place.
-    const FusionPara fusion = FusionOn(*frame, context, context.fusionScratch, context.fusionScratchSize);
-    result = FuseOrFilter(&context, fusion, padded.image, aligned, [&] { aligned_block.Release(); });
+    CompleteFusion(&frame->fusion, context, context.fusionScratch, context.fusionScratchSize);
+    result = FuseOrFilter(&context, frame->fusion, padded.image, aligned, [&] { aligned_block.Release(); });
   }
   CropTo(output, padded.image);
   return {result, true};

@@ -156,6 +156,7 @@ TEST(MultiDeNoise, FusionGetsItsRecordAndHandsBackWithStrongerChroma) {
     EXPECT_EQ(driver.fused.frameTotal, 5);
     EXPECT_EQ(driver.fused.iirImgNum, &driver.folded);
     EXPECT_EQ(driver.fused.chromaDetail, 77);
+    EXPECT_EQ(driver.frame.fusion.chromaDetail, 77) << "the record that was given";
     // In place the fusion must leave the aligned frame alone; from a padded copy of it, it need not.
     EXPECT_EQ(driver.fused.scratch, padded ? driver.room : driver.room + 4);
     EXPECT_EQ(driver.fused.scratchSize, padded ? 10u : 6u);
