@@ -27,8 +27,9 @@ extern "C" {
 /* Result codes of the three functions. */
 enum {
   ZOLT_MF_OK = 0,
-  /* Width or height is no multiple of 8 or below 64, or differs from the burst's first frame. Nothing has
-     changed. */
+  /* Width or height is no multiple of 8 or below 64, or differs from the burst's first frame: nothing has
+     changed. From a later frame of the burst's own size: a worker thread ran out of memory, and the burst is
+     lost. */
   ZOLT_MF_BAD_SIZE = 1,
   /* The tuning file switches noise reduction off for this ISO: the result holds the first frame. */
   ZOLT_MF_OFF = 2,
@@ -104,11 +105,12 @@ ZOLT_MF_API int32_t zolt_mfInitialize(MfSession** session_out, const char* path,
  * iso           sensitivity, 0 or more; the first frame's selects the tuning.
  * extra         or null.
  *
- * ZOLT_MF_OK; ZOLT_MF_BAD_SIZE, ZOLT_MF_BAD_ARGUMENT and ZOLT_MF_LOAD_FAILURE (no burst is running) change
- * nothing. Any other result of a later frame (ZOLT_MF_OFF, ZOLT_MF_NO_MEMORY, ZOLT_MF_LOAD_FAILURE when
- * threads can't be started) loses the burst: image_result then holds the burst's first frame in `format`,
- * every further frame returns the same code, and the last one puts itself into image_result. A new first
- * frame starts afresh.
+ * ZOLT_MF_OK; ZOLT_MF_BAD_SIZE (a size that is not allowed or not the burst's), ZOLT_MF_BAD_ARGUMENT and
+ * ZOLT_MF_LOAD_FAILURE (no burst is running) change nothing. Any other result of a later frame (ZOLT_MF_OFF,
+ * ZOLT_MF_NO_MEMORY, ZOLT_MF_BAD_SIZE though the size is the burst's when a worker ran out of memory,
+ * ZOLT_MF_LOAD_FAILURE when threads can't be started) loses the burst: image_result then holds the burst's
+ * first frame in `format`, every further frame returns the same code, and the last one puts itself into
+ * image_result. A new first frame starts afresh.
  */
 ZOLT_MF_API int32_t zolt_mfNoiseReduction(MfSession* session, const uint8_t* image_src, uint8_t* image_result,
                                           int32_t height, int32_t width, int32_t frame_tag,
