@@ -21,7 +21,7 @@ int32_t LogFrameTime(const MfSession& session, const FrameCall& call, int32_t re
   return result;
 }
 
-bool TakeBlock(MfSession* session, const FrameCall& call) {
+bool PublicMemAlloc(MfSession* session, const FrameCall& call) {
   session->publicMem = nullptr;
   const bool planar = call.format == ZOLT_MF_FORMAT_I420;
   const bool fusion = session->config.ExposureFusionFlag != 0;
@@ -150,7 +150,7 @@ int32_t RefuseLaterFrame(const MfSession& session, const FrameCall& call) {
 }  // namespace
 
 int32_t TakeFirstFrame(MfSession* session, const FrameCall& call) {
-  if (!TakeBlock(session, call)) return kNoMemory;
+  if (!PublicMemAlloc(session, call)) return kNoMemory;
   session->width = call.width;
   session->height = call.height;
   SelectParameters(session, call);

@@ -8,7 +8,7 @@ namespace {
 void RepairRow(uint8_t* __restrict chroma, const uint8_t* __restrict old, const uint8_t* __restrict luma,
                int32_t count) {
   for (int32_t x = 0; x < count; ++x) {
-    const uint16_t share = RestoreShare(luma[2 * x]);
+    const uint16_t share = RestoreLUT(luma[2 * x]);
     const auto mixed = static_cast<uint16_t>(static_cast<uint16_t>(share * old[x]) +
                                              static_cast<uint16_t>((128 - share) * chroma[x]));
     chroma[x] = static_cast<uint8_t>(mixed >> 7);

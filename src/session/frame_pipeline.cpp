@@ -97,7 +97,7 @@ int32_t DetectGhosts(MfSession* session, const YuvImage& aligned, const GhostMas
   }
   GhostStageInput input = {};
   input.images = {{session->images[0], aligned}, 2};
-  input.firstImages = {{session->firstFrame}, 1};
+  input.firstImages = {{session->firstFrameImage}, 1};
   input.enabled = 1;
   input.thresholds = ScaledThresholds(session->parameters.deghost);
   input.scratch = session->Region(kScratch);
@@ -154,7 +154,7 @@ DenoiseFrame MakeDenoiseFrame(const MfSession& session, FrameRole role, const Mo
   frame.context.images = {{session.images[0], model.aligned}, 2};
   frame.context.ghost = mask;
   frame.context.nr = MakeNrParameters(session, role, model, folded_frames);
-  frame.context.firstImages = {{session.firstFrame}, 1};
+  frame.context.firstImages = {{session.firstFrameImage}, 1};
   frame.context.eisMode = session.eisMode;
   const RegionName scratch = role.last ? kLastFrameScratch : kScratch;
   frame.context.fusionScratch = session.Region(scratch);
@@ -252,7 +252,7 @@ int32_t CornerMotion(const float homography[9], int32_t width, int32_t height) {
 int32_t TwoFramesDeNoise(MfSession* session, const YuvImage& output) {
   const FrameRole role = {session->burstState == 0, session->frameTotal == 2 || session->burstState == 2};
   if (role.first) {
-    session->firstFrame = session->images[0];
+    session->firstFrameImage = session->images[0];
     session->fusion.iso = session->iso;
     session->fusion.ghostTotal = 0;
     session->fusion.motionMax = 0;

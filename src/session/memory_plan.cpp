@@ -16,12 +16,16 @@ int64_t PixelCount(int32_t width, int32_t height) {
   return int64_t{width} * height;
 }
 
+/// Points, keypoints, descriptors and search trees, and the detection image at 4:1.
+int64_t RegistrationFixed(int64_t pixels) {
+  return RoundDown16(2929075 + pixels / 16);
+}
+
 }  // namespace
 
 int64_t RegistrationHead(int32_t width, int32_t height) {
   const int64_t pixels = PixelCount(width, height);
-  const int64_t fixed = RoundDown16(2929075 + pixels / 16);
-  return RoundDown16(fixed + 100 * int64_t{width} + 31 + 3 * pixels / 2);
+  return RoundDown16(RegistrationFixed(pixels) + 100 * int64_t{width} + 31 + 3 * pixels / 2);
 }
 
 MemSize RegistrationMemSize(int32_t width, int32_t height) {

@@ -21,11 +21,11 @@ struct MfSession {
   int32_t frameTotal;
   int32_t iso;  ///< of the first frame
   zolt::IsoParameters parameters;
-  int32_t eisMode;            ///< nonzero: the burst ends in exposure fusion
-  zolt::FusionPara fusion;    ///< with the burst's running counters
-  zolt::YuvImage images[2];   ///< the running reference and the frame at hand
-  zolt::YuvImage firstFrame;  ///< the burst's first frame, what ghosts are measured against
-  uint32_t ghostCount;        ///< of the latest map; here, as the block's map may end at any address
+  int32_t eisMode;                 ///< nonzero: the burst ends in exposure fusion
+  zolt::FusionPara fusion;         ///< with the burst's running counters
+  zolt::YuvImage images[2];        ///< the running reference and the frame at hand
+  zolt::YuvImage firstFrameImage;  ///< the burst's first frame, what ghosts are measured against
+  uint32_t ghostCount;             ///< of the latest map; here, as the block's map may end at any address
   int32_t burstState;   ///< 0 until a later frame has succeeded, then 1; the effective tag during a frame
   int32_t IIRImgNum;    ///< frames folded into the result
   int32_t storedError;  ///< what lost the burst; 0: not lost

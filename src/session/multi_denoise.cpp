@@ -123,25 +123,27 @@ Finish FinishPadded(DenoiseFrame* frame, const YuvImage& output) {
   ByteBlock copy_block(PaddedCopySize(output.width, output.height), kDenoisePool);
   if (!copy_block) return {RefusePaddedCopy(), false};
   const PaddedCopy padded = MakePaddedCopy(copy_block.data(), output, frame->context.nr.weightMap);
-  NrStageContext context = frame->context;
-  context.nr.weightMap = padded.weights;
+  NrStageContext paddedContext = frame->context;
+  paddedContext.nr.weightMap = padded.weights;
 
   int32_t result = kOk;
-  if (*context.nr.iirImgNum < kWellFolded) {
-    result = FilterStrongly(&context, padded.image);
+  if (*paddedContext.nr.iirImgNum < kWellFolded) {
+    result = FilterStrongly(&paddedContext, padded.image);
     if (result != kOk) {
       LogError("SpatialNrHighLevelMainCall return %d.", result);
       return {result, false};
     }
-  } else if (context.eisMode == 0) {
-    result = SpatialNrLowLevelMainCall(context, padded.image);
+  } else if (paddedContext.eisMode == 0) {
+    result = SpatialNrLowLevelMainCall(paddedContext, padded.image);
   } else {
     ByteBlock aligned_block(PaddedCopySize(output.width, output.height), kDenoisePool);
     if (!aligned_block) return {RefusePaddedCopy(), false};
-    const YuvImage aligned = MakeExtendedCopy(aligned_block.data(), context.images.images[1]);
+    const YuvImage paddedAligned = MakeExtendedCopy(aligned_block.data(), paddedContext.images.images[1]);
     // The aligned frame has moved out of the burst's block, so the fusion may have all of its place.
-    CompleteFusion(&frame->fusion, context, context.fusionScratch, context.fusionScratchSize);
-    result = FuseOrFilter(&context, frame->fusion, padded.image, aligned, [&] { aligned_block.Release(); });
+    CompleteFusion(&frame->fusion, paddedContext, paddedContext.fusionScratch,
+                   paddedContext.fusionScratchSize);
+    result = FuseOrFilter(&paddedContext, frame->fusion, padded.image, paddedAligned,
+                          [&] { aligned_block.Release(); });
   }
   CropTo(output, padded.image);
   return {result, true};

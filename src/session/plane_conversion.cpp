@@ -56,7 +56,7 @@ struct Copy {
   size_t length;
 };
 
-int32_t CopyStripe(void* argument, int32_t index) {
+int32_t CopyRoutine(void* argument, int32_t index) {
   const auto& job = *static_cast<const Copy*>(argument);
   const size_t quarter = job.length / kThreads / 16 * 16, first = quarter * static_cast<size_t>(index);
   const size_t length = index < kThreads - 1 ? quarter : job.length - first;
@@ -94,7 +94,7 @@ void MergeChroma(const uint8_t* image, uint8_t* pairs, int32_t width, int32_t he
 
 void CopyInThreads(uint8_t* destination, const uint8_t* source, size_t length) {
   Copy job = {destination, source, length};
-  if (RunHelperThreads(CopyStripe, &job, kThreads) != 0) std::memcpy(destination, source, length);
+  if (RunHelperThreads(CopyRoutine, &job, kThreads) != 0) std::memcpy(destination, source, length);
 }
 
 }  // namespace zolt

@@ -55,7 +55,7 @@ void* WorkerPool::RunWorker(void* worker) {
   }
 }
 
-void WorkerPool::CreateOneThread() {
+void WorkerPool::createOneThread() {
   const std::lock_guard lock(pool_mutex_);
   if (reserve_.top < 0) {
     LogError("can't create thread or no need create thread, idle_top = %d, busy_top = %d reserve_top = %d",
@@ -69,7 +69,7 @@ void WorkerPool::CreateOneThread() {
   sem_init(&worker.startSem, 0, 0);
   sem_init(&worker.doneSem, 0, 0);
   if (pthread_create(&worker.thread, nullptr, RunWorker, &worker) != 0) {
-    LogError("[%s] Create Thread Failed!", "createOneThread");
+    LogError("[%s] Create Thread Failed!", __func__);
     sem_destroy(&worker.startSem);
     sem_destroy(&worker.doneSem);
     return;
@@ -107,7 +107,7 @@ int32_t WorkerPool::Start() {
     for (int32_t i = 0; i < kSlots; ++i) reserve_.Push(i);
     ready_ = true;
   }
-  for (int32_t i = 0; i < kThreadsPerStart; ++i) CreateOneThread();
+  for (int32_t i = 0; i < kThreadsPerStart; ++i) createOneThread();
   if (thread_count_ >= kThreadsPerStart) return 0;
   LogError("MultiThread Init Failed thread num=%d", thread_count_);
   return -1;

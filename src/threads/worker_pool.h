@@ -71,7 +71,7 @@ class WorkerPool {
   };
 
   static void* RunWorker(void* worker);
-  void CreateOneThread();
+  void createOneThread();
   void DestroyOneThread();
 
   const char* name_;
