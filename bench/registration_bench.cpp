@@ -67,7 +67,7 @@ struct Views {
 
   DetectionSize size = DetectionSizeOf(kWidth, kHeight);
   std::vector<uint8_t> arena_block, room, aligned, frames[2], reduced[2];
-  RegistrationArena arena;
+  RegArena arena;
   RegistrationWork work;
 };
 

@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   char text[200] = {};
   for (size_t i = 1; i < size && i < sizeof(text); ++i) text[i - 1] = bytes[i];
   zolt::XmlError error = zolt::kXmlOk;
-  const zolt::XmlNodeRef root = zolt::ParseXmlString(text, &error);
+  const zolt::XmlNodeRef root = zolt::ParseString(text, &error);
   if (static_cast<bool>(root) != (error <= zolt::kNoElement)) std::abort();
   zolt::SetXmlEncoding(zolt::kUtf8);
   return 0;

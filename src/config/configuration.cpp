@@ -41,6 +41,18 @@ ScannedInteger ScanInteger(const char** text) {
   return {true, in_range, static_cast<int32_t>(negative ? -value : value)};
 }
 
+int32_t ReadIntKey(const XmlDocument& document, const char* path, int32_t fallback) {
+  return IntFromText(document.FindText(path), fallback);
+}
+
+float ReadFloatKey(const XmlDocument& document, const char* path, float fallback) {
+  return FloatFromText(document.FindText(path), fallback);
+}
+
+void ReadIntList(const XmlDocument& document, const char* path, int32_t* values, int count) {
+  IntListFromText(document.FindText(path), values, count);
+}
+
 }  // namespace
 
 int32_t IntFromText(const char* text, int32_t fallback) {
@@ -74,16 +86,15 @@ int IntListFromText(const char* text, int32_t* values, int count) {
 int32_t FillConfig(MfConfig* config, const XmlDocument& document) {
   for (int i = 0; i < kConfigKeys; ++i) {
     const ConfigKey key = ConfigKeyAt(i);
-    const char* text = document.FindText(key.path);
     switch (key.meaning->type) {
       case ConfigType::kInt:
-        *IntAt(config, key) = IntFromText(text, key.fallback);
+        *IntAt(config, key) = ReadIntKey(document, key.path, key.fallback);
         break;
       case ConfigType::kFloat:
-        *FloatAt(config, key) = FloatFromText(text, static_cast<float>(key.fallback));
+        *FloatAt(config, key) = ReadFloatKey(document, key.path, static_cast<float>(key.fallback));
         break;
       case ConfigType::kIntList:
-        IntListFromText(text, IntAt(config, key), kChromaNrEntries);
+        ReadIntList(document, key.path, IntAt(config, key), kChromaNrEntries);
         break;
     }
   }

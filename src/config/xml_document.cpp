@@ -28,7 +28,7 @@ Bytes AllocateText(size_t size) {
 
 XmlNodeRef ParseText(const char* text, XmlError* error) {
   if (std::strncmp(text, kByteOrderMark.data(), kByteOrderMark.size()) == 0) text += kByteOrderMark.size();
-  return ParseXmlString(text, error);
+  return ParseString(text, error);
 }
 
 void SetEncodingBy(const char* head) {

@@ -178,7 +178,7 @@ void Parser::FlushText(XmlNode* node, const char* begin, const char* end) {
 
 }  // namespace
 
-XmlNodeRef ParseXmlString(const char* text, XmlError* error) {
+XmlNodeRef ParseString(const char* text, XmlError* error) {
   *error = kNoText;
   if (text == nullptr) return {};
   *error = kUnreadable;

@@ -13,6 +13,6 @@ inline constexpr int kDeepestElement = 256;
 /// its element early, and text outside elements is taken. The result is the nameless wrapper around the
 /// document, or its only child if it holds nothing else, or the empty node if `*error` is above kNoElement. A
 /// declaration at the top holds all that follows it, so a file in the usual form has its declaration as root.
-XmlNodeRef ParseXmlString(const char* text, XmlError* error);
+XmlNodeRef ParseString(const char* text, XmlError* error);
 
 }  // namespace zolt

@@ -49,8 +49,7 @@ int32_t DetectFeatures(const DetectionImage& image, const Setting& setting, cons
   return DescribeKeypoints(image, *features, setting.hooks);
 }
 
-int32_t MeasureReference(const DetectionImage& image, const Setting& setting,
-                         const RegistrationArena& arena) {
+int32_t MeasureReference(const DetectionImage& image, const Setting& setting, const RegArena& arena) {
   const HookBlock histogram(kLumaLevels * sizeof(uint32_t), kRegistrationPool, setting.hooks);
   if (!histogram) {
     LogError("GetFeatureSurf_neon: malloc failed!");
@@ -61,8 +60,8 @@ int32_t MeasureReference(const DetectionImage& image, const Setting& setting,
 }
 
 /// Fills the arena; the stored count stays 0 until everything else is there.
-int32_t StoreReference(const RegistrationInput& request, const Setting& setting,
-                       const RegistrationArena& arena, uint8_t* work_block) {
+int32_t StoreReference(const RegistrationInput& request, const Setting& setting, const RegArena& arena,
+                       uint8_t* work_block) {
   const bool reduced = setting.size.scale != 1;
   if (reduced) ReduceLuma(request.reference, arena.image);
   const DetectionImage image = {reduced ? arena.image : request.reference.y, setting.size.width,
@@ -86,8 +85,8 @@ int32_t StoreReference(const RegistrationInput& request, const Setting& setting,
 }
 
 /// The image to search in: the reduced luma, or the frame's own, remapped if asked for.
-DetectionImage CurrentImage(const RegistrationInput& request, const Setting& setting,
-                            const RegistrationArena& arena, const RegistrationWork& work) {
+DetectionImage CurrentImage(const RegistrationInput& request, const Setting& setting, const RegArena& arena,
+                            const RegistrationWork& work) {
   uint8_t* pixels = request.input.y;
   if (setting.size.scale != 1) {
     ReduceLuma(request.input, work.image);
@@ -106,7 +105,7 @@ SurfParams SurfParamsFor(int32_t iso) {
   return {250.0f, 0.4f};
 }
 
-int32_t GetFeature(const RegistrationInput& request, const RegistrationArena& arena, uint8_t* work_block,
+int32_t GetFeature(const RegistrationInput& request, const RegArena& arena, uint8_t* work_block,
                    MatchSet* matches) {
   if (RegistrationPool().Start() != 0) {
     std::fputs("Create Thread Failed!", stdout);

@@ -21,7 +21,6 @@ SurfParams SurfParamsFor(int32_t iso);
 /// request's hooks are set. With flagB at scale 1 the input's luma itself is remapped.
 /// 0: matches->homography is set; 3, with an info line: too few keypoints or matches; -997: the pool did not
 /// start, told on standard output; -1000: no memory.
-int32_t GetFeature(const RegistrationInput& request, const RegistrationArena& arena, uint8_t* work,
-                   MatchSet* matches);
+int32_t GetFeature(const RegistrationInput& request, const RegArena& arena, uint8_t* work, MatchSet* matches);
 
 }  // namespace zolt

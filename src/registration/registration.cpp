@@ -14,15 +14,14 @@ namespace zolt {
 namespace {
 
 /// A failed first call must leave nothing that a later one takes for features of this burst.
-void ClearReference(const RegistrationArena& arena) {
+void ClearReference(const RegArena& arena) {
   *arena.keypoint_count = 0;
   *arena.peak_level = 0;
   *arena.luma_level = 0;
   std::fill_n(arena.histogram, 256, 0u);
 }
 
-int32_t Align(const RegistrationInput& request, const RegistrationArena& arena, uint8_t* work,
-              MotionModel* model) {
+int32_t Align(const RegistrationInput& request, const RegArena& arena, uint8_t* work, MotionModel* model) {
   MatchSet matches = {arena.reference_points, arena.current_points, 0, {},
                       arena.peak_level,       arena.luma_level};
   int32_t result = GetFeature(request, arena, work, &matches);
@@ -52,7 +51,7 @@ int32_t ImgRegistration(RegistrationInput* request, MotionModel* model, uint8_t*
     request->free = DefaultHooks().free;
   }
   const int32_t w = request->input.width, h = request->input.height;
-  RegistrationArena arena;
+  RegArena arena;
   if (!CutArena(arena_block, arena_size, w, h, &arena)) return kNoMemory;
   if (request->isFirstFrame != 0) ClearReference(arena);
 

@@ -55,8 +55,7 @@ DetectionSize DetectionSizeOf(int32_t frame_width, int32_t frame_height) {
   return {1, frame_width, frame_height};
 }
 
-bool CutArena(uint8_t* block, uint64_t size, int32_t frame_width, int32_t frame_height,
-              RegistrationArena* arena) {
+bool CutArena(uint8_t* block, uint64_t size, int32_t frame_width, int32_t frame_height, RegArena* arena) {
   const uint64_t skipped = (kWord - reinterpret_cast<uintptr_t>(block) % kWord) % kWord;
   const DetectionSize detection = DetectionSizeOf(frame_width, frame_height);
   const int64_t image_bytes = detection.scale == 1 ? 0 : detection.pixels();

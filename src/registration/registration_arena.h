@@ -20,7 +20,7 @@ DetectionSize DetectionSizeOf(int32_t frame_width, int32_t frame_height);
 
 /// What lasts from frame to frame of a burst, in the caller's block, typed. Counts and indices only, no
 /// pointers, so that the layout is the same on 32- and 64-bit processors.
-struct RegistrationArena {
+struct RegArena {
   Point* reference_points;  ///< kKeypointCapacity pairs, like the next; used within a call only
   Point* current_points;
   uint8_t* luma_level;
@@ -35,8 +35,7 @@ struct RegistrationArena {
 };
 
 /// Lays the arena out over `size` bytes at any address. False if they are too few for this frame size.
-bool CutArena(uint8_t* block, uint64_t size, int32_t frame_width, int32_t frame_height,
-              RegistrationArena* arena);
+bool CutArena(uint8_t* block, uint64_t size, int32_t frame_width, int32_t frame_height, RegArena* arena);
 
 /// What one call works in. The detection of the reference ends before that of the current frame begins, and
 /// its buffers lie over the current frame's places.

@@ -43,7 +43,7 @@ std::string Dump(const XmlNode& node) {
 
 std::string Parse(const std::string& text) {
   XmlError error = kXmlOk;
-  const XmlNodeRef root = ParseXmlString(text.c_str(), &error);
+  const XmlNodeRef root = ParseString(text.c_str(), &error);
   return std::to_string(error) + " " + (root ? Dump(*root.get()) : "-");
 }
 
@@ -212,21 +212,21 @@ TEST(XmlParser, ANodeTakesAnyNumberOfItems) {
   for (int i = 0; i < 100000; ++i) text += "x<b c d/><!--e-->";
   text += "<b>last</b></a>";
   XmlError error = kXmlOk;
-  const XmlNodeRef root = ParseXmlString(text.c_str(), &error);
+  const XmlNodeRef root = ParseString(text.c_str(), &error);
   ASSERT_TRUE(root);
   EXPECT_EQ(root->children.size(), 100001u);
   EXPECT_STREQ(GetText(root->children[100000], 0), "last");
 
   text = "<a>";
   for (int i = 0; i < 100000; ++i) text += "x<!---->";
-  const XmlNodeRef joined = ParseXmlString((text + "</a>").c_str(), &error);
+  const XmlNodeRef joined = ParseString((text + "</a>").c_str(), &error);
   ASSERT_TRUE(joined);
   EXPECT_EQ(std::string(GetText(joined, 0)), std::string(100000, 'x'));
 }
 
 TEST(XmlParser, QueriesTakeTheFirstOfANameInAnyCase) {
   XmlError error = kXmlOk;
-  const XmlNodeRef root = ParseXmlString("<?xml?><Config><a>1</a><ab>2</ab><A>3</A><e/></Config>", &error);
+  const XmlNodeRef root = ParseString("<?xml?><Config><a>1</a><ab>2</ab><A>3</A><e/></Config>", &error);
   EXPECT_STREQ(GetText(FindPath(root, "/config/A"), 0), "1");
   EXPECT_STREQ(GetText(FindPath(root, "/CONFIG/aB"), 0), "2");
   EXPECT_EQ(GetText(FindPath(root, "/Config/e"), 0), nullptr);
@@ -246,11 +246,11 @@ TEST(XmlParser, QueriesTakeTheFirstOfANameInAnyCase) {
 
 TEST(XmlParser, AHandleKeepsItsNodeAliveWithoutTheTree) {
   XmlError error = kXmlOk;
-  XmlNodeRef root = ParseXmlString("<a><b>1</b></a>", &error);
+  XmlNodeRef root = ParseString("<a><b>1</b></a>", &error);
   const XmlNodeRef b = FindPath(root, "/b");
   root = {};
   EXPECT_STREQ(GetText(b, 0), "1");
-  EXPECT_FALSE(ParseXmlString(nullptr, &error));
+  EXPECT_FALSE(ParseString(nullptr, &error));
   EXPECT_EQ(error, kNoText);
 }
 
