@@ -117,8 +117,10 @@ void BM_RecursiveFilter(benchmark::State& state) {
   RecursiveTables t;
   BuildRecursiveLut(&t, 20, 6500);
   for (auto _ : state) {
-    RecursiveForward(row.data(), t.step, t.step, t.back, source.data(), w, between.data(), w, w, h);
-    RecursiveBackward(row.data(), t.step, t.step, t.back, between.data(), w, destination.data(), w, w, h);
+    RecursiveForward(row.data(), t.tableStep, t.tableStep, t.tableBack, source.data(), w, between.data(), w,
+                     w, h);
+    RecursiveBackward(row.data(), t.tableStep, t.tableStep, t.tableBack, between.data(), w,
+                      destination.data(), w, w, h);
     benchmark::ClobberMemory();
   }
   state.SetBytesProcessed(state.iterations() * 8 * w * h);

@@ -189,11 +189,11 @@ int32_t ChromaStage(const FusionPara& fusion, int w, int h, const PlaneSet& in, 
   // and the hue tables are complete when they are read.
   OnFusionWorkers([&](int worker) { job.results[worker] = FilterStripe(&job, worker); });
   if (job.saturates()) {
-    SaturationPeaks peaks = job.peaks[0];
+    SaturationPeaks maxSat = job.peaks[0];
     for (const SaturationPeaks& other : job.peaks) {
-      for (int hue = 0; hue < 256; ++hue) peaks.peak[hue] = std::max(peaks.peak[hue], other.peak[hue]);
+      for (int hue = 0; hue < 256; ++hue) maxSat.peak[hue] = std::max(maxSat.peak[hue], other.peak[hue]);
     }
-    job.curve = MakeSaturationCurve(peaks, fusion.SaturationGain);
+    job.curve = MakeSaturationCurve(maxSat, fusion.SaturationGain);
   }
   OnFusionWorkers([&](int worker) { PublishStripe(job, worker); });
   return job.results[kFusionWorkers - 1];

@@ -47,7 +47,7 @@ void FilterColumns(const uint8_t* rows, uint8_t* __restrict out, int w, int h, i
 
 // Row y of the next larger level, w samples out of `small` rows of (w + 1) / 2. A sample beyond the right or
 // bottom border is the last one.
-void ExpandRow(const uint8_t* small, int small_w, int small_h, int y, uint8_t* __restrict out, int w) {
+void Expand(const uint8_t* small, int small_w, int small_h, int y, uint8_t* __restrict out, int w) {
   const uint8_t* __restrict upper = small + static_cast<int64_t>(y / 2) * small_w;
   const int below = std::min(y / 2 + 1, small_h - 1);
   const uint8_t* __restrict lower = y % 2 == 0 ? upper : small + static_cast<int64_t>(below) * small_w;
@@ -65,17 +65,19 @@ void ExpandRow(const uint8_t* small, int small_w, int small_h, int y, uint8_t* _
 class PyramidWork {
  public:
   PyramidWork(uint8_t* work, const PyramidShape& shape)
-      : rows_(work),
+      : row_size_(shape.width[0]),
+        rows_(work),
         odd_(rows_ + int64_t{kFusionWorkers} * shape.width[0]),
         even_(odd_ + shape.size(1)),
         filter_(even_ + shape.size(2)) {}
-  /// A row of `w` samples for each worker to expand into.
-  uint8_t* row(int worker, int w) const { return rows_ + static_cast<int64_t>(worker) * w; }
+  /// A row of the largest level for each worker to expand into.
+  uint8_t* row(int worker) const { return rows_ + static_cast<int64_t>(worker) * row_size_; }
   /// Place of Gaussian level i >= 1; neighbouring levels have different ones.
   uint8_t* level(int i) const { return i % 2 != 0 ? odd_ : even_; }
   uint8_t* filter() const { return filter_; }
 
  private:
+  int row_size_;
   uint8_t* rows_;
   uint8_t* odd_;
   uint8_t* even_;
@@ -124,6 +126,19 @@ void DifferenceRow(const uint8_t* __restrict level, const uint8_t* __restrict ex
   for (int x = 0; x < n; ++x) out[x] = static_cast<int16_t>(level[x] - expanded[x]);
 }
 
+// What a level of w x h has beyond its expanded next one.
+void LaplacianLevel(const uint8_t* level, int16_t* out, const uint8_t* next, int w, int h,
+                    const PyramidWork& space) {
+  ForRows(w, h, [&](int worker, int first, int rows) {
+    uint8_t* expanded = space.row(worker);
+    for (int y = first; y < first + rows; ++y) {
+      const int64_t row = static_cast<int64_t>(y) * w;
+      Expand(next, (w + 1) / 2, (h + 1) / 2, y, expanded, w);
+      DifferenceRow(level + row, expanded, out + row, w);
+    }
+  });
+}
+
 void SumRow(const uint8_t* __restrict expanded, const int16_t* __restrict difference, uint8_t* __restrict out,
             int n) {
   for (int x = 0; x < n; ++x) out[x] = SaturateU8(expanded[x] + difference[x]);
@@ -170,14 +185,7 @@ void ConstructLaplacianPyramid(uint8_t* plane, const LaplacianPyramid& pyramid, 
     const int h = shape.height[i];
     uint8_t* next = space.level(i + 1);
     PyramidFilter(level, next, w, h, space.filter());
-    ForRows(w, h, [&](int worker, int first, int rows) {
-      uint8_t* expanded = space.row(worker, shape.width[0]);
-      for (int y = first; y < first + rows; ++y) {
-        ExpandRow(next, shape.width[i + 1], shape.height[i + 1], y, expanded, w);
-        DifferenceRow(level + static_cast<int64_t>(y) * w, expanded,
-                      pyramid.level[i] + static_cast<int64_t>(y) * w, w);
-      }
-    });
+    LaplacianLevel(level, pyramid.level[i], next, w, h, space);
     // The weights are made of level 1, in the plane that holds the image no longer.
     if (i == 0) std::memcpy(plane, next, static_cast<size_t>(shape.size(1)));
     level = next;
@@ -225,10 +233,10 @@ void CollapsePyramid(const LaplacianPyramid& pyramid, const PyramidShape& shape,
     const int w = shape.width[i];
     uint8_t* next = i == 0 ? destination : space.level(i);
     ForRows(w, shape.height[i], [&](int worker, int first, int rows) {
-      uint8_t* expanded = space.row(worker, shape.width[0]);
+      uint8_t* expanded = space.row(worker);
       for (int y = first; y < first + rows; ++y) {
         const int64_t row = static_cast<int64_t>(y) * w;
-        ExpandRow(current, shape.width[i + 1], shape.height[i + 1], y, expanded, w);
+        Expand(current, shape.width[i + 1], shape.height[i + 1], y, expanded, w);
         SumRow(expanded, pyramid.level[i] + row, next + row, w);
       }
     });

@@ -94,7 +94,7 @@ uint8_t Hue(int y, int u, int v) {
   return SaturateU8(turn(g - b) + (g >= b ? 0 : 255));
 }
 
-SaturationCurve MakeSaturationCurve(const SaturationPeaks& peaks, int32_t gain) {
+SaturationCurve MakeSaturationCurve(const SaturationPeaks& maxSat, int32_t gain) {
   // One gain for all hues.
   const float signed_gain = static_cast<float>(gain) * 0.0625f;
   const float size = std::fabs(signed_gain);
@@ -104,7 +104,7 @@ SaturationCurve MakeSaturationCurve(const SaturationPeaks& peaks, int32_t gain) 
   int32_t target[kHues];
   int32_t envelope[kHues];
   for (int h = 0; h < kHues; ++h) {
-    target[h] = std::max(peaks.peak[h], limit);
+    target[h] = std::max(maxSat.peak[h], limit);
     envelope[h] = limit;
   }
   RaiseEnvelope(target, envelope);

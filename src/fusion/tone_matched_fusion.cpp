@@ -56,6 +56,19 @@ uint64_t FixedArenaSize(uint64_t full) {
   return full * 9 / 8 + 3 * full + full * 3 / 2 + sizeof(ToneTables);
 }
 
+// A table per channel, each made by a worker of its own.
+void ToneFromHistograms(const PlaneSet& aligned, const PlaneSet& accumulated, int w, int h, ToneTables* tones,
+                        uint8_t* scratch) {
+  constexpr int kChannels = 3;
+  const int64_t room = static_cast<int64_t>(w) * h / 4;
+  RunOnPool(
+      DenoisePool(),
+      [&](int c) {
+        ToneFromHistogram(aligned.plane[c], accumulated.plane[c], w, h, tones->table[c], scratch + c * room);
+      },
+      kChannels);
+}
+
 void MatchTones(const ToneArena& arena, int w, int h) {
   const int64_t count = static_cast<int64_t>(w) * h;
   OnFusionWorkers([&](int worker) {
@@ -72,13 +85,7 @@ void MatchTones(const ToneArena& arena, int w, int h) {
     HighlightSwap(arena.accumulated_bgr, arena.aligned_bgr, arena.aligned_half.plane[0], share.first,
                   share.count, kBlownOut);
   });
-  RunOnPool(
-      DenoisePool(),
-      [&](int channel) {
-        ToneFromHistogram(arena.aligned_bgr.plane[channel], arena.accumulated_bgr.plane[channel], w, h,
-                          arena.tones->table[channel], arena.scratch + channel * (count / 4));
-      },
-      3);
+  ToneFromHistograms(arena.aligned_bgr, arena.accumulated_bgr, w, h, arena.tones, arena.scratch);
   const int taps = ToneKernelSize(*arena.tones);
   for (auto& table : arena.tones->table) SmoothTone(table, taps);
   OnFusionWorkers([&](int worker) {

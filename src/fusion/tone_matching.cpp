@@ -79,11 +79,11 @@ void ToneFromHistogram(const uint8_t* aligned, const uint8_t* accumulated, int w
 }
 
 int ToneKernelSize(const ToneTables& tones) {
-  int step = 0;
+  int maxStep = 0;
   for (const auto& table : tones.table) {
-    for (int i = 1; i < kLevels; ++i) step = std::max(step, table[i] - table[i - 1]);
+    for (int i = 1; i < kLevels; ++i) maxStep = std::max(maxStep, table[i] - table[i - 1]);
   }
-  return step < 11 ? kSmallestKernel : std::min(2 * step + 7, kLargestKernel);
+  return maxStep < 11 ? kSmallestKernel : std::min(2 * maxStep + 7, kLargestKernel);
 }
 
 void GaussianTaps(float* taps, int n) {

@@ -26,6 +26,14 @@ struct Bands {
   int16_t* low;
 };
 
+void WidenPlanes(const uint8_t* a, const uint8_t* b, int16_t* out_a, int16_t* out_b, int64_t count) {
+  OnFusionWorkers([&](int worker) {
+    const Share share = FusionShare(count, worker);
+    Widen8To16(a + share.first, out_a + share.first, share.count);
+    Widen8To16(b + share.first, out_b + share.first, share.count);
+  });
+}
+
 // One level on the top w x h of `region`: columns into `temporary`, rows back into the dense bands.
 void LiftForward(int16_t* region, int w, int h, int16_t* temporary) {
   OnFusionWorkers([&](int worker) {
@@ -103,7 +111,7 @@ void RunPass(int16_t* plane, int w, int h, bool forward, uint8_t* scratch, Pass&
 void EdgeFilter(int16_t* plane, int w, int h, const RecursiveTables& tables, uint8_t* scratch) {
   const auto run = [&](auto filter) {
     return [&, filter](int32_t* state, const int16_t* source, int16_t* stripe, int rows) {
-      filter(state, tables.step, tables.step, tables.back, source, w, stripe, w, w, rows);
+      filter(state, tables.tableStep, tables.tableStep, tables.tableBack, source, w, stripe, w, w, rows);
     };
   };
   RunPass(plane, w, h, true, scratch, run(RecursiveForward));
@@ -151,11 +159,7 @@ int32_t WaveletDetailFusion(const uint8_t* work_luma, const uint8_t* aligned_lum
   auto* scratch = reinterpret_cast<uint8_t*>(cutter.Take<int16_t>(full));
   const auto count = static_cast<int64_t>(full);
 
-  OnFusionWorkers([&](int worker) {
-    const Share share = FusionShare(count, worker);
-    Widen8To16(aligned_luma + share.first, bands_a + share.first, share.count);
-    Widen8To16(work_luma + share.first, bands_b + share.first, share.count);
-  });
+  WidenPlanes(aligned_luma, work_luma, bands_a, bands_b, count);
   const int levels = fusion.bandLevels;
   for (int l = 0; l < levels; ++l) {
     LiftForward(bands_a, w >> l, h >> l, bands_out);

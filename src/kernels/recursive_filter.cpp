@@ -128,13 +128,13 @@ void BuildRecursiveLut(RecursiveTables* tables, int32_t p, int32_t back) {
     const auto u = static_cast<float>(1 + v / 2044.0);
     const double k = std::pow(static_cast<double>(u), static_cast<double>(exponent));
     const auto pull = static_cast<int16_t>(TruncateToI32(k * v * 32.0));
-    tables->step[v + kCentre] = pull;
-    tables->step[kCentre - v] = static_cast<int16_t>(-pull);
+    tables->tableStep[v + kCentre] = pull;
+    tables->tableStep[kCentre - v] = static_cast<int16_t>(-pull);
   }
   for (int i = 0; i <= kCentre; ++i) {
-    const auto share = static_cast<int16_t>((back * tables->step[kCentre + i] + 4096) >> 13);
-    tables->back[kCentre + i] = share;
-    tables->back[kCentre - i] = static_cast<int16_t>(-share);
+    const auto share = static_cast<int16_t>((back * tables->tableStep[kCentre + i] + 4096) >> 13);
+    tables->tableBack[kCentre + i] = share;
+    tables->tableBack[kCentre - i] = static_cast<int16_t>(-share);
   }
 }
 

@@ -9,8 +9,8 @@ namespace zolt {
 /// past 30 grey levels pull no harder. Both tables are odd about the centre.
 struct RecursiveTables {
   static constexpr int kEntries = 241;
-  int16_t step[kEntries];  ///< how far an output moves toward its filtered neighbour, Q7
-  int16_t back[kEntries];  ///< how much of the smoothing is taken back, Q7
+  int16_t tableStep[kEntries];  ///< how far an output moves toward its filtered neighbour, Q7
+  int16_t tableBack[kEntries];  ///< how much of the smoothing is taken back, Q7
 };
 
 /// Fills the tables. The pull at a difference of d grey levels is d (1 - d / 511)^E with E chosen for 1/4 at

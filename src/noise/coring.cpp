@@ -85,10 +85,10 @@ void EdgeMapSobel(const int16_t* band, const EdgeMaps& maps, int w, int h, int p
     const int filled = inside ? written : 0;
     if (inside) {
       const int16_t* above = band + static_cast<ptrdiff_t>(r - 1) * pitch;
-      EdgeRow(above, above + pitch, above + 2 * static_cast<ptrdiff_t>(pitch), maps.h + at + 1,
-              maps.v + at + 1, maps.d + at + 1, filled, threshold);
+      EdgeRow(above, above + pitch, above + 2 * static_cast<ptrdiff_t>(pitch), maps.mapH + at + 1,
+              maps.mapV + at + 1, maps.mapD + at + 1, filled, threshold);
     }
-    for (uint8_t* map : {maps.h, maps.v, maps.d}) {
+    for (uint8_t* map : {maps.mapH, maps.mapV, maps.mapD}) {
       map[at] = 0;
       std::fill(map + at + 1 + filled, map + at + w, uint8_t{0});
     }

@@ -18,9 +18,9 @@ void BuildCoringLut(CoringTable* table, int32_t p);
 
 /// Three edge maps of a low-pass band, w x h bytes each, pitch w.
 struct EdgeMaps {
-  uint8_t* h;  ///< |gx|: gates the horizontal detail
-  uint8_t* v;  ///< |gy|: gates the vertical detail
-  uint8_t* d;  ///< rounded mean of the two: gates the diagonal detail
+  uint8_t* mapH;  ///< |gx|: gates the horizontal detail
+  uint8_t* mapV;  ///< |gy|: gates the vertical detail
+  uint8_t* mapD;  ///< rounded mean of the two: gates the diagonal detail
 };
 
 /// Sobel magnitudes, each saturated to 8 bits, and 0 below `threshold`. `band` holds grey levels of at most

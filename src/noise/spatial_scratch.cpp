@@ -17,11 +17,11 @@ int64_t Area(const StripeRows& rows, int32_t width) {
 void PlaceChroma(StripeScratch* s, uint8_t* first, int64_t quarter) {
   uint8_t* next = first;
   for (uint8_t** plane : {&s->u_down, &s->v_down, &s->magnitude, &s->spare, &s->chroma_edge, &s->u_out,
-                          &s->v_out, &s->u_low, &s->v_low, &s->quarter_weight, &s->quarter_luma}) {
+                          &s->v_out, &s->u_low, &s->v_low, &s->quarter_weight, &s->meanLuma}) {
     *plane = next;
     next += quarter;
   }
-  assert(next <= s->luma_edge);
+  assert(next <= s->lumaEdge);
 }
 
 }  // namespace
@@ -65,7 +65,7 @@ StripeScratch TakeStripeScratch(RegionCutter* cutter, const StripeRows& rows, in
   s.noise_map = cutter->Take<uint16_t>(quarter);
   auto* maps = cutter->Take<uint8_t>(kMapPlanes * quarter);
   s.maps = {maps, maps + 4 * quarter, maps + 8 * quarter};
-  s.luma_edge = maps + 12 * quarter;
+  s.lumaEdge = maps + 12 * quarter;
   s.chroma_work = s.band;
   s.chroma_levels = s.band + quarter;
   s.filtered = reinterpret_cast<uint8_t*>(s.temporary);

@@ -34,7 +34,7 @@ struct StripeScratch {
   int32_t* row_state;   ///< max(stripe height, width) words: the recursive filter's; rows for the medians
   uint16_t* noise_map;  ///< Q samples
   EdgeMaps maps;        ///< 4Q bytes each; then the chroma planes below
-  uint8_t* luma_edge;   ///< Q bytes: luma edges at a quarter of the size, from the wavelet to the end
+  uint8_t* lumaEdge;    ///< Q bytes: luma edges at a quarter of the size, from the wavelet to the end
 
   int16_t* chroma_work;    ///< in `band`
   int16_t* chroma_levels;  ///< in `band`
@@ -49,7 +49,7 @@ struct StripeScratch {
   uint8_t *u_out, *v_out;    ///< shrunk chroma
   uint8_t *u_low, *v_low;    ///< its low-pass
   uint8_t* quarter_weight;   ///< frame counts at a quarter of the size (low level)
-  uint8_t* quarter_luma;     ///< luma at a quarter of the size (high level)
+  uint8_t* meanLuma;         ///< luma at a quarter of the size (high level)
 };
 
 /// Bytes that a stripe needs, a multiple of 4, and the cut of a block of at least as many.

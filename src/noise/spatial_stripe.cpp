@@ -50,16 +50,16 @@ void CoreLevel(const SpatialStripe& s, int level) {
   const int h = s.rows.height >> level;
   const int pitch = s.width;
   EdgeMapSobel(m.band, m.maps, w, h, pitch, level == 1 ? kFinestEdge : kCoarseEdge);
-  if (level == 1) Box2Down(m.maps.d, w, m.luma_edge, w, h);
+  if (level == 1) Box2Down(m.maps.mapD, w, m.lumaEdge, w, h);
 
   const CoringTable& table = s.settings->coring[level - 1];
   const auto [first, count] = UnskippedRows(s.rows, level);
   const ptrdiff_t map_at = static_cast<ptrdiff_t>(first) * w;
   int16_t* upper = m.band + static_cast<ptrdiff_t>(first) * pitch;
   int16_t* lower = upper + static_cast<ptrdiff_t>(h) * pitch;
-  ShrinkBand(upper + w, pitch, m.maps.h + map_at, w, w, count, table, kStrongEdge, kWeakEdgeCap);
-  ShrinkBand(lower, pitch, m.maps.v + map_at, w, w, count, table, kStrongEdge, kWeakEdgeCap);
-  ShrinkBand(lower + w, pitch, m.maps.d + map_at, w, w, count, table, kStrongEdge, kWeakEdgeCap);
+  ShrinkBand(upper + w, pitch, m.maps.mapH + map_at, w, w, count, table, kStrongEdge, kWeakEdgeCap);
+  ShrinkBand(lower, pitch, m.maps.mapV + map_at, w, w, count, table, kStrongEdge, kWeakEdgeCap);
+  ShrinkBand(lower + w, pitch, m.maps.mapD + map_at, w, w, count, table, kStrongEdge, kWeakEdgeCap);
   WaveletInverse(m.band, 2 * w, 2 * h, pitch, m.temporary);
 }
 
@@ -69,11 +69,11 @@ void SmoothLowBand(const SpatialStripe& s) {
   const int w = s.width / 2;
   int16_t* band = s.scratch.band + static_cast<ptrdiff_t>(first) * s.width;
   int32_t* state = s.scratch.row_state;
-  RecursiveForward(state, t.step, t.step, t.back, band, s.width, band, s.width, w, count);
-  RecursiveBackward(state, t.step, t.step, t.back, band, s.width, band, s.width, w, count);
+  RecursiveForward(state, t.tableStep, t.tableStep, t.tableBack, band, s.width, band, s.width, w, count);
+  RecursiveBackward(state, t.tableStep, t.tableStep, t.tableBack, band, s.width, band, s.width, w, count);
 }
 
-// Leaves the filtered core rows in `filtered`, and the luma edges in `luma_edge`.
+// Leaves the filtered core rows in `filtered`, and the luma edges in `lumaEdge`.
 void FilterLuma(const SpatialStripe& s) {
   const StripeScratch& m = s.scratch;
   const int w = s.width;
@@ -97,7 +97,7 @@ void FindChromaEdges(const SpatialStripe& s, int w, int h) {
   ChromaMagnitude(m.u_down, m.v_down, m.magnitude, w, h, w);
   Blur121(m.magnitude, m.magnitude, m.spare, w, h, w, w, w);
   SobelMagnitude(m.magnitude, m.chroma_edge, w, h, w, w);
-  if (s.settings->luma_edges) SaturatingAdd(m.chroma_edge, m.luma_edge, w, h);
+  if (s.settings->luma_edges) SaturatingAdd(m.chroma_edge, m.lumaEdge, w, h);
 }
 
 void ShrinkChroma(const SpatialStripe& s, int w, int h) {
@@ -157,12 +157,12 @@ void MakeReturnMask(const SpatialStripe& s) {
   const EdgeReturnSettings& e = s.settings->edge_return;
   const int w = s.width / 4;
   const int h = s.rows.height / 4;
-  GaussianGate(m.luma_edge, w, w, h, e.sigma, e.centre);
-  ScaleByLuma(m.luma_edge, m.quarter_luma, w, h, e.knee);
+  GaussianGate(m.lumaEdge, w, w, h, e.sigma, e.centre);
+  ScaleByLuma(m.lumaEdge, m.meanLuma, w, h, e.knee);
   if (s.settings->median) {
-    PseudoMedian3x3(m.luma_edge, w, m.luma_edge, w, w, h, reinterpret_cast<uint8_t*>(m.row_state));
+    PseudoMedian3x3(m.lumaEdge, w, m.lumaEdge, w, w, h, reinterpret_cast<uint8_t*>(m.row_state));
   }
-  UpscaleMask4Rows(m.luma_edge, h, w, s.rows.topOverlap, s.rows.core(), m.mask);
+  UpscaleMask4Rows(m.lumaEdge, h, w, s.rows.topOverlap, s.rows.core(), m.mask);
 }
 
 void WriteLuma(const SpatialStripe& s) {
@@ -203,7 +203,7 @@ int32_t RunSpatialStripe(const SpatialStripe& stripe) {
   int32_t status = kOk;
   if (settings.filter_chroma) status = FilterChroma(stripe);
   if (settings.return_luma && settings.level == SpatialLevel::kHigh) {
-    Box4Down(stripe.y, stripe.rows.height, stripe.width, stripe.scratch.quarter_luma);
+    Box4Down(stripe.y, stripe.rows.height, stripe.width, stripe.scratch.meanLuma);
   }
   // Up to here a stripe has read its neighbours' rows; from here on they are overwritten.
   stripe.barrier->Arrive();

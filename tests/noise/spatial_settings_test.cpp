@@ -46,7 +46,7 @@ TEST(SpatialSettings, ValuesOutOfRangeActLikeTheRangesEnds) {
   EXPECT_EQ(std::memcmp(&wild.low_band, &tame.low_band, sizeof wild.low_band), 0);
   EXPECT_EQ(wild.edge_chroma_weight, 0);
   EXPECT_EQ(wild.coring[0].entries[512 + 3], 3) << "off";
-  EXPECT_EQ(wild.low_band.step[120 + 8], 0) << "off";
+  EXPECT_EQ(wild.low_band.tableStep[120 + 8], 0) << "off";
 
   NrParameters nr = Tuning(kMax);
   MakeSpatialSettings(nr, SpatialLevel::kHigh, &wild);
