@@ -10,6 +10,7 @@ trap 'rm -rf "$work"' EXIT
 cmake --install "$build" --prefix "$work/root" >/dev/null
 library=$(find "$work/root" -name libzolt_mfdenoise.so)
 tuning="$work/root/share/zolt_mfdenoise/"
+cmp "$source/LICENSE" "$work/root/share/doc/zolt_mfdenoise/LICENSE"
 
 cmake -S "$source/tests/package" -B "$work/user" -G Ninja -DCMAKE_PREFIX_PATH="$work/root" >/dev/null
 cmake --build "$work/user" >/dev/null
