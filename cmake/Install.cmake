@@ -6,6 +6,7 @@ set(ZOLT_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zolt_mfdenoise)
 install(TARGETS zolt_mfdenoise zolt_burst EXPORT zolt_mfdenoise_targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES include/zolt_mfdenoise.h include/zolt_burst.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES config/multiframe.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/zolt_mfdenoise)
 install(EXPORT zolt_mfdenoise_targets NAMESPACE zolt:: DESTINATION ${ZOLT_PACKAGE_DIR})
 

@@ -45,7 +45,7 @@ RegistrationInput MakeRegistrationInput(const MfSession& session, FrameRole role
 /// A frame that is in its place already: what registration would have found out beside the motion.
 int32_t TakePlaced(const MfSession& session, MotionModel* model) {
   uint32_t histogram[kLumaLevels];
-  const YuvImage& first = session.firstFrame;
+  const YuvImage& first = session.firstFrameImage;
   MeasureLuma({first.y, first.width, first.height}, histogram, &model->peakLevel, &model->lumaLevel);
   std::copy_n(session.placed->homography, 9, model->homography);
   model->aligned = session.images[1];

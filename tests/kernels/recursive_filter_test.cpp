@@ -18,13 +18,15 @@ TEST(RecursiveFilter, StrengthZeroAndHugeStrengthsLeaveThePlane) {
     RecursiveTables t;
     BuildRecursiveLut(&t, p, 8000);
     Samples plane = in;
-    RecursiveForward(state.data(), t.step, t.step, t.back, plane.data(), 50, plane.data(), 50, 50, 20);
-    RecursiveBackward(state.data(), t.step, t.step, t.back, plane.data(), 50, plane.data(), 50, 50, 20);
+    RecursiveForward(state.data(), t.tableStep, t.tableStep, t.tableBack, plane.data(), 50, plane.data(), 50,
+                     50, 20);
+    RecursiveBackward(state.data(), t.tableStep, t.tableStep, t.tableBack, plane.data(), 50, plane.data(), 50,
+                      50, 20);
     EXPECT_EQ(plane, in) << p;
   }
   RecursiveTables strongest;
   BuildRecursiveLut(&strongest, 510, 8000);
-  EXPECT_LT(strongest.step[0], 0);
+  EXPECT_LT(strongest.tableStep[0], 0);
 }
 
 }  // namespace

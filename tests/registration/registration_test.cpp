@@ -62,8 +62,8 @@ struct Scene {
     for (const test::HookCall& call : test::TestHooks::Calls()) EXPECT_EQ(call.pool, "surf_reg");
     return result;
   }
-  RegistrationArena Arena() {
-    RegistrationArena arena;
+  RegArena Arena() {
+    RegArena arena;
     EXPECT_TRUE(
         CutArena(block.data() + 1, block.size() - 1, request.input.width, request.input.height, &arena));
     return arena;
@@ -295,7 +295,7 @@ TEST(CutArena, NeedsExactlyWhatItLaysOut) {
   // 101 x 101 pixels are searched: the words behind them start at a gap.
   std::vector<uint64_t> block(500000);
   auto* begin = reinterpret_cast<uint8_t*>(block.data());
-  RegistrationArena arena;
+  RegArena arena;
   uint64_t size = 2800000;
   while (!CutArena(begin, size, 404, 404, &arena)) ++size;
   EXPECT_EQ(reinterpret_cast<uint8_t*>(arena.column_table + WarpColumns(404)), begin + size);
@@ -350,7 +350,7 @@ TEST(ImgRegistration, FeaturesNeighboursAndMotionAreTheSameOnEveryPlatform) {
     std::swap(turned.request.reference, turned.request.input);
     ASSERT_EQ(scene.Run(), 0);
     ASSERT_EQ(turned.Run(), 0);
-    const RegistrationArena a = scene.Arena(), b = turned.Arena();
+    const RegArena a = scene.Arena(), b = turned.Arena();
     const FeatureList reference = {a.keypoints, a.descriptors, *a.keypoint_count};
     const FeatureList query = {b.keypoints, b.descriptors, *b.keypoint_count};
     ASSERT_GT(query.count, 50);

@@ -6,8 +6,8 @@
 #include <sched.h>
 
 #include <atomic>
-#include <string>
 #include <cstdlib>
+#include <string>
 
 #include "support/log_lines.h"
 #include "support/thread_failure.h"
