@@ -34,6 +34,9 @@ constexpr int kLeastTilesForHomography = 48;
 constexpr double kLeastCorrelation = 0.6;
 constexpr double kLeastOverlap = 0.5;
 constexpr float kLargestError = 1.5f;  // pixels; expected, not seen
+// A frame of which much differs may fit by chance somewhere: its place has to be sure.
+constexpr float kMuchMoved = 0.15f;
+constexpr float kSureError = 0.25f;
 
 Homography ToLevel(const Homography& motion, int k) {
   const double s = 1 << k;
@@ -61,7 +64,6 @@ class PairAlignment {
 
   void Run(const Homography* guess, Alignment* result) {
     const int finest = frame_.finest(), coarsest = frame_.coarsest();
-    CompareTones(nullptr);
     Homography motion = Start(guess);
     CompareTones(&motion);
     for (int k = coarsest == finest ? finest : coarsest - 1; k >= finest; --k) {
@@ -77,7 +79,9 @@ class PairAlignment {
       if (correlation >= kLeastCorrelation) Tell(level, motion, result);
       if (differs_ && k > finest) CompareTones(&motion);
     }
-    if (result->aligned) result->aligned = result->error < kLargestError && result->overlap > kLeastOverlap;
+    const bool sure = result->moved_share < kMuchMoved || result->error < kSureError;
+    result->aligned =
+        result->aligned && sure && result->error < kLargestError && result->overlap > kLeastOverlap;
     if (!result->aligned) result->motion = Homography::Identity();
   }
 
@@ -139,27 +143,51 @@ class PairAlignment {
     return true;
   }
 
-  /// The best of the places that the smallest level knows, the identity and the guess.
-  Homography Start(const Homography* guess) const {
+  /// Whole shifts at the smallest level, best first. A large shift alone changes a histogram, so the
+  /// pictures' tones are taken for different only where the shift that then fits is better than what fits
+  /// without.
+  std::vector<ShiftScore> Shifts() {
+    constexpr int kCount = 3;
     const int k = frame_.coarsest();
+    const int reach = std::min(frame_.Level(k).width / 8 + 1, 24);
+    std::vector<ShiftScore> plain =
+        SearchShifts(reference_.pyramid.Level(k), frame_.Level(k), reach, reach, kCount, threads_);
+    CompareTones(nullptr);
+    if (!differs_) return plain;
     Level level = At(k);
     Prepare(&level);
-    std::vector<Homography> places = {Homography::Identity()};
-    if (guess != nullptr && IsUsable(*guess, reference_.width, reference_.height)) places.push_back(*guess);
-    const int reach = std::min(level.frame->width / 8 + 1, 24);
-    const GreyPlane& reference = differs_ ? level.limited : reference_.pyramid.Level(k);
-    for (const ShiftScore& shift : SearchShifts(reference, *level.frame, reach, reach, 3, threads_)) {
+    std::vector<ShiftScore> mapped =
+        SearchShifts(level.limited, *level.frame, reach, reach, kCount, threads_);
+    return mapped[0].correlation > plain[0].correlation ? mapped : plain;
+  }
+
+  /// The best of the places that the smallest level knows, the identity and the guess.
+  Homography Start(const Homography* guess) {
+    const int k = frame_.coarsest();
+    std::vector<Homography> places;
+    for (const ShiftScore& shift : Shifts())
       places.push_back(FromLevel(Homography::Translation(shift.x, shift.y), k));
-    }
+    places.push_back(Homography::Identity());
+    if (guess != nullptr && IsUsable(*guess, reference_.width, reference_.height)) places.push_back(*guess);
+    CompareTones(&places[0]);
+    Level level = At(k);
+    Prepare(&level);
     Homography best = Homography::Identity();
     double best_score = -2;
-    for (Homography place : places) {
-      Refine(level, 0.02, 2, &place);
+    const auto judge = [&](const Homography& place) {
       level.fit->Measure(ToLevel(place, k), 1);
-      const double score = level.fit->Correlation() * std::min(1.0, 2 * level.fit->Overlap());
-      if (score <= best_score) continue;
+      const double score = level.fit->PlainCorrelation() * std::min(1.0, 2 * level.fit->Overlap());
+      if (score <= best_score) return;
       best_score = score;
       best = place;
+    };
+    for (Homography place : places) {
+      Homography at = ToLevel(place, k);
+      level.fit->Run(MotionKind::kTranslation, 3, 0.1, 2, &at);
+      place = FromLevel(at, k);
+      judge(place);
+      Refine(level, 0.02, 2, &place);
+      judge(place);
     }
     return best;
   }

@@ -170,20 +170,29 @@ bool LevelFit::Run(MotionKind kind, int steps, double tolerance, double slack, H
   return true;
 }
 
-double LevelFit::Correlation() const {
+double LevelFit::CorrelationOf(const std::vector<float>* weights) const {
   double covariance = 0, reference = 0, frame = 0;
   for (size_t i = 0; i < sums_.size(); ++i) {
-    if (weights_[i] == 0) continue;
+    if (!sums_[i].valid) continue;
+    const double weight = weights == nullptr ? 1.0 : (*weights)[i];
     const TileSums& s = sums_[i];
     const TileTemplate& tile = reference_.tiles[i];
     const double own = static_cast<double>(tile.variance) * kTilePixels;
     const double rest = s.rr - static_cast<double>(s.r) * s.r / kTilePixels;
     const double mixed = s.rt - static_cast<double>(s.r) * tile.sum / kTilePixels;
-    covariance += weights_[i] * (own + mixed);
-    reference += weights_[i] * own;
-    frame += weights_[i] * (own + 2 * mixed + rest);
+    covariance += weight * (own + mixed);
+    reference += weight * own;
+    frame += weight * (own + 2 * mixed + rest);
   }
   return reference > 0 && frame > 0 ? covariance / std::sqrt(reference * frame) : 0;
+}
+
+double LevelFit::Correlation() const {
+  return CorrelationOf(&weights_);
+}
+
+double LevelFit::PlainCorrelation() const {
+  return CorrelationOf(nullptr);
 }
 
 double LevelFit::StandardError(MotionKind kind) const {

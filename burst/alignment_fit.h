@@ -39,6 +39,9 @@ class LevelFit {
   /// noise-free frame in place, near 0 where noise or another scene is seen.
   double Correlation() const;
 
+  /// The same with equal weights: what tells a wrong place of which some tiles happen to fit.
+  double PlainCorrelation() const;
+
   /// Standard error of `motion` in pixels of this level, root of the mean square over the tiles' places: from
   /// how much the tiles contradict each other.
   double StandardError(MotionKind kind) const;
@@ -56,6 +59,7 @@ class LevelFit {
   static constexpr int kNoiseBins = 16;
   static int NoiseBin(const TileTemplate& tile) { return tile.sum / (kTilePixels * 8192 / kNoiseBins); }
 
+  double CorrelationOf(const std::vector<float>* weights) const;
   void Compare(const Homography& motion);
   bool Tells(size_t tile) const;
   void MeasureNoise();
