@@ -69,7 +69,7 @@ class PairAlignment {
     for (int k = coarsest == finest ? finest : coarsest - 1; k >= finest; --k) {
       Level level = At(k);
       Homography finer = motion;
-      Refine(level, k == finest ? 0.003 : 0.02, 0.7, &finer);
+      Refine(level, k == finest ? 0.01 : 0.05, 0.7, &finer);
       level.fit->Measure(ToLevel(finer, k), 0.2);
       const double correlation = level.fit->Correlation();
       result->correlation = static_cast<float>(correlation);
