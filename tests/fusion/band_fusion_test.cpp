@@ -30,7 +30,7 @@ TEST(BandFusion, EqualsTheWindowTakenSampleBySample) {
   const test::StartedPool pool(DenoisePool());
   for (const auto& [w, h] : {std::pair{32, 32}, {33, 38}, {64, 5}, {8, 9}}) {
     for (const int bound : {9, 60, 2000}) {
-      for (const int threshold : {1, 7, 400, 30000, 2147483647}) {
+      for (const int threshold : {1, 7, 400, 4112, 30000, 2147483647}) {
         const auto a = RandomPlane<int16_t>(w * h, bound, int16_t(-bound / 2));
         auto b = RandomPlane<int16_t>(w * h + 5, bound, int16_t(-bound / 2));
         b.resize(w * h);
