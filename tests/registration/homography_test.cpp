@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "base/random.h"
@@ -65,6 +66,16 @@ TEST(SolveHomography, LeavesTheModelAloneWhenOneSideIsFlat) {
     EXPECT_EQ(SolveHomography(good.source.data(), flat.source.data(), 8, model, 2), 0);
     EXPECT_EQ(SolveHomography(good.source.data(), good.destination.data(), 0, model, 2), 0);
     EXPECT_EQ(model[0], kUntouched);
+  }
+}
+
+TEST(SolveHomography, EndsOnNotANumberAndInfinity) {
+  const float identity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+  for (const float v : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+    Pairs pairs = RandomPairs(identity, 8);
+    pairs.source[3].x = v;
+    float model[9];
+    EXPECT_EQ(SolveHomography(pairs.source.data(), pairs.destination.data(), 8, model, kFullJacobiLimit), 0);
   }
 }
 

@@ -30,6 +30,10 @@ TEST(MemoryPlan, BlockSizesAreExactToTheByte) {
     ASSERT_TRUE(MakeMemoryPlan(c.width, c.height, c.planar, c.fusion, &plan));
     EXPECT_EQ(plan.head_size, c.head);
     EXPECT_EQ(plan.block_size, c.block);
+    EXPECT_EQ(plan[kScratch].offset, c.head);
+    EXPECT_EQ(plan[kLastFrameScratch].offset, plan[kAlignedFrame].offset);
+    EXPECT_EQ(plan[kGhostMap].offset,
+              plan[kAlignedFrame].offset + static_cast<uint64_t>(RegistrationHead(c.width, c.height)));
   }
   // A map and its count that end 4 bytes behind a multiple of 16 get the remainder on top, no rounding.
   EXPECT_EQ(GhostMemSize(64, 64).head, 64 * 64 + 8);
