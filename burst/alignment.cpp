@@ -65,8 +65,8 @@ class PairAlignment {
   void Run(const Homography* guess, Alignment* result) {
     const int finest = frame_.finest(), coarsest = frame_.coarsest();
     Homography motion = Start(guess);
-    CompareTones(&motion);
     for (int k = coarsest == finest ? finest : coarsest - 1; k >= finest; --k) {
+      CompareTones(k, &motion);
       Level level = At(k);
       Homography finer = motion;
       Refine(level, k == finest ? 0.01 : 0.05, 0.7, &finer);
@@ -77,7 +77,6 @@ class PairAlignment {
       if (correlation < kLeastCorrelation && result->aligned) break;
       motion = finer;
       if (correlation >= kLeastCorrelation) Tell(level, motion, result);
-      if (differs_ && k > finest) CompareTones(&motion);
     }
     const bool sure = result->moved_share < kMuchMoved || result->error < kSureError;
     result->aligned =
@@ -96,9 +95,10 @@ class PairAlignment {
     std::unique_ptr<LevelFit> fit;
   };
 
-  /// Learns the curve between the pictures' tones: of all they show, or of what they show both at `motion`.
-  void CompareTones(const Homography* motion) {
-    const int k = std::max(frame_.coarsest() - 1, frame_.finest());
+  /// Learns the curve between the pictures' tones at a level: of all they show, or of what they show both at
+  /// `motion`. Each level has its own: where bright and dark are averaged, a mean of blown-out pixels is
+  /// another.
+  void CompareTones(int k, const Homography* motion) {
     GreyHistogram reference, frame;
     if (motion != nullptr) {
       OverlapHistograms(reference_.pyramid.Level(k), frame_.Level(k), ToLevel(*motion, k), &reference,
@@ -152,7 +152,7 @@ class PairAlignment {
     const int reach = std::min(frame_.Level(k).width / 8 + 1, 24);
     std::vector<ShiftScore> plain =
         SearchShifts(reference_.pyramid.Level(k), frame_.Level(k), reach, reach, kCount, threads_);
-    CompareTones(nullptr);
+    CompareTones(k, nullptr);
     if (!differs_) return plain;
     Level level = At(k);
     Prepare(&level);
@@ -169,7 +169,7 @@ class PairAlignment {
       places.push_back(FromLevel(Homography::Translation(shift.x, shift.y), k));
     places.push_back(Homography::Identity());
     if (guess != nullptr && IsUsable(*guess, reference_.width, reference_.height)) places.push_back(*guess);
-    CompareTones(&places[0]);
+    CompareTones(k, &places[0]);
     Level level = At(k);
     Prepare(&level);
     Homography best = Homography::Identity();
@@ -198,8 +198,22 @@ class PairAlignment {
     result->motion = motion;
     result->error = static_cast<float>(fit.StandardError(KindFor(*level.reference)) * (1 << level.k));
     result->moved_share = static_cast<float>(fit.MovedShare());
-    result->overlap = static_cast<float>(fit.Overlap());
+    result->overlap = Overlap(motion);
     TellTones(fit, result);
+  }
+
+  /// Share of a grid of points of the reference that lie inside the frame.
+  float Overlap(const Homography& motion) const {
+    constexpr int kPoints = 128;
+    const double right = reference_.width - 0.5, bottom = reference_.height - 0.5;
+    int inside = 0;
+    for (int i = 0; i < kPoints * kPoints; ++i) {
+      double x, y;
+      motion.Map((i % kPoints + 0.5) * reference_.width / kPoints - 0.5,
+                 (i / kPoints + 0.5) * reference_.height / kPoints - 0.5, &x, &y);
+      inside += x >= -0.5 && y >= -0.5 && x <= right && y <= bottom ? 1 : 0;
+    }
+    return static_cast<float>(inside) / (kPoints * kPoints);
   }
 
   /// The curve between exposures, if there is one, less what the fit found left over.
@@ -250,21 +264,50 @@ bool AlignmentReference::Prepare(PlaneView luma, int threads) {
   }
 }
 
-Alignment Align(const AlignmentReference& reference, PlaneView frame_luma, const Homography* guess,
-                int threads) {
+namespace {
+
+Alignment NotAligned() {
   Alignment result;
   for (int v = 0; v < 256; ++v) result.tone[v] = static_cast<uint8_t>(v);
-  const AlignmentReference::Data* data = reference.data();
-  if (data == nullptr || frame_luma.width != data->width || frame_luma.height != data->height) return result;
+  return result;
+}
+
+Alignment AlignPyramid(const AlignmentReference::Data& reference, const Pyramid& frame,
+                       const Homography* guess, int threads) {
+  Alignment result = NotAligned();
   try {
-    Pyramid frame;
-    frame.Build(frame_luma, threads);
-    PairAlignment(*data, frame, threads).Run(guess, &result);
+    PairAlignment(reference, frame, threads).Run(guess, &result);
   } catch (const std::bad_alloc&) {
-    result.aligned = false;
+    result = NotAligned();
     result.out_of_memory = true;
   }
   return result;
+}
+
+}  // namespace
+
+Alignment Align(const AlignmentReference& reference, PlaneView frame_luma, const Homography* guess,
+                int threads) {
+  const AlignmentReference::Data* data = reference.data();
+  if (data == nullptr || frame_luma.width != data->width || frame_luma.height != data->height)
+    return NotAligned();
+  try {
+    Pyramid frame;
+    frame.Build(frame_luma, threads);
+    return AlignPyramid(*data, frame, guess, threads);
+  } catch (const std::bad_alloc&) {
+    Alignment result = NotAligned();
+    result.out_of_memory = true;
+    return result;
+  }
+}
+
+Alignment Align(const AlignmentReference& reference, const AlignmentReference& frame, const Homography* guess,
+                int threads) {
+  const AlignmentReference::Data *data = reference.data(), *of_frame = frame.data();
+  if (data == nullptr || of_frame == nullptr) return NotAligned();
+  if (of_frame->width != data->width || of_frame->height != data->height) return NotAligned();
+  return AlignPyramid(*data, of_frame->pyramid, guess, threads);
 }
 
 }  // namespace zolt

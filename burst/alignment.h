@@ -52,4 +52,8 @@ struct Alignment {
 Alignment Align(const AlignmentReference& reference, PlaneView frame_luma, const Homography* guess = nullptr,
                 int threads = kAlignmentThreads);
 
+/// The same with a frame that was prepared before, as a video's next reference is.
+Alignment Align(const AlignmentReference& reference, const AlignmentReference& frame,
+                const Homography* guess = nullptr, int threads = kAlignmentThreads);
+
 }  // namespace zolt

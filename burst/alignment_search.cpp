@@ -60,6 +60,14 @@ std::vector<ShiftScore> SearchShifts(const GreyPlane& reference, const GreyPlane
                                      int reach_y, int count, int threads) {
   reach_x = std::min(reach_x, reference.width / 2);
   reach_y = std::min(reach_y, reference.height / 2);
+  // A strip of a picture may be huge at its smallest size: it gets as many shifts as a moment allows.
+  constexpr double kMostPixels = 1e8;
+  const double pixels = static_cast<double>(reference.width) * reference.height;
+  while (reach_x > 1 && (2.0 * reach_x + 1) * (2 * reach_y + 1) * pixels > kMostPixels) {
+    reach_x -= reach_x / 4 + 1;
+    reach_y -= reach_y / 4;
+  }
+  reach_x = std::max(reach_x, 1);
   const int columns = 2 * reach_x + 1, rows = 2 * reach_y + 1;
   std::vector<double> map(static_cast<size_t>(columns) * rows);
   RunStripes(threads, rows, [&](int r) {

@@ -89,12 +89,16 @@ TileMap MapNear(const Homography& motion, double x, double y) {
   return map;
 }
 
-/// All runs of the tile lie inside the frame or at most a pixel outside, where its edges repeat.
+/// The tile lies inside the frame or at most a pixel outside, where its edges repeat; with the pixel around
+/// it two.
 bool Inside(const TileMap& map, const GreyPlane& frame) {
-  constexpr double kHalf = 0.5 * (kTileSide - 1);
-  const double last_x = map.x + map.row_x * (kTileSide - 1), last_y = map.y + map.row_y * (kTileSide - 1);
-  return std::min(map.x, last_x) - kHalf >= -1 && std::max(map.x, last_x) + kHalf < frame.width &&
-         std::min(map.y, last_y) >= -1 && std::max(map.y, last_y) < frame.height;
+  constexpr double kHalf = 0.5 * (kTileSide - 1) + 1;
+  const double before_x = map.x - map.row_x, behind_x = map.x + map.row_x * kTileSide;
+  const double before_y = map.y - map.row_y, behind_y = map.y + map.row_y * kTileSide;
+  static_assert(GreyPlane::kPad >= 3, "two pixels outside and the neighbour to interpolate with");
+  return std::min(before_x, behind_x) - kHalf >= -2 &&
+         std::max(before_x, behind_x) + kHalf < frame.width + 1 && std::min(before_y, behind_y) >= -2 &&
+         std::max(before_y, behind_y) < frame.height + 1;
 }
 
 void ReadTile(const GreyPlane& frame, const TileMap& map, int16_t* shown) {

@@ -71,8 +71,10 @@ LevelCurve MatchTones(const GreyHistogram& from, const GreyHistogram& to) {
 
 void OverlapHistograms(const GreyPlane& reference, const GreyPlane& frame, const Homography& motion,
                        GreyHistogram* of_reference, GreyHistogram* of_frame) {
-  for (int y = 0; y < reference.height; ++y) {
-    for (int x = 0; x < reference.width; ++x) {
+  int step = 1;
+  while (static_cast<int64_t>(reference.width / step) * (reference.height / step) > 60000) ++step;
+  for (int y = 0; y < reference.height; y += step) {
+    for (int x = 0; x < reference.width; x += step) {
       double to_x, to_y;
       motion.Map(x, y, &to_x, &to_y);
       if (!(to_x >= 0 && to_y >= 0 && to_x <= frame.width - 1 && to_y <= frame.height - 1)) continue;

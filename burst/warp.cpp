@@ -39,8 +39,9 @@ struct Stretch {
 /// A row of `out` on its way through the frame.
 class RowWarp {
  public:
-  RowWarp(PlaneView from, const Homography& motion, int width, int16_t* line)
-      : from_(from), motion_(motion), width_(width), line_(line) {}
+  /// `shown`: columns of `from` that are the picture's own.
+  RowWarp(PlaneView from, int shown, const Homography& motion, int width, int16_t* line)
+      : from_(from), shown_(shown), motion_(motion), width_(width), line_(line) {}
 
   /// False if the row runs too steeply for its columns.
   bool Begin(int y) {
@@ -115,23 +116,25 @@ class RowWarp {
   void Sample(const WarpRun& places, uint8_t* values) const {
     const int64_t left = places.start >> 16;
     const int64_t right = (places.start + int64_t{places.step} * (kWarpBlock - 1)) >> 16;
-    if (left < first_ - kWarpBlock || right > last_ + kWarpBlock) {
-      const int16_t edge = right < first_ ? line_[first_] : line_[last_];
-      if (right < first_ || left > last_) {
-        std::memset(values, std::clamp((edge + 9) >> 4, 0, 255), kWarpBlock);
-        return;
-      }
+    constexpr int kReach = kLinePad - 2 * kWarpBlock;  // a block reads up to two blocks beside its places
+    if (left >= first_ - kReach && right >= left && right <= last_ + kReach) {
+      InterpolateLine(line_, places, values);
+      return;
     }
-    InterpolateLine(line_, places, values);
+    for (int i = 0; i < kWarpBlock; ++i) {  // outside, or a motion that no hand makes
+      const int nearest = line_[std::clamp<int64_t>(places.Whole(i), first_, last_)];
+      values[i] = static_cast<uint8_t>(std::clamp((nearest + 9) >> 4, 0, 255));
+    }
   }
 
   bool Shown(const Stretch& s, int i) const {
     const int64_t x = s.x + s.step_x * i, y = s.y + s.step_y * i;
-    return x >= -kTolerance && x <= (from_.width - 1) * kOne + kTolerance && y >= -kTolerance &&
+    return x >= -kTolerance && x <= (shown_ - 1) * kOne + kTolerance && y >= -kTolerance &&
            y <= (from_.height - 1) * kOne + kTolerance;
   }
 
   PlaneView from_;
+  int shown_;
   const Homography& motion_;
   int width_;
   int16_t* line_;  // at column 0
@@ -183,7 +186,8 @@ bool WarpPlane(const MutablePlane& out, const MutablePlane& outside, PlaneView f
     const size_t pitch = static_cast<size_t>(source.width) + 2 * kLinePad + kWarpBlock;
     std::vector<int16_t> lines(pitch * kStripes);
     RunStripes(threads, kStripes, [&](int i) {
-      RowWarp warp(source, motion, out.width, lines.data() + pitch * static_cast<size_t>(i) + kLinePad);
+      RowWarp warp(source, from.width, motion, out.width,
+                   lines.data() + pitch * static_cast<size_t>(i) + kLinePad);
       const auto edge = [&](int k) {
         return static_cast<int>(static_cast<int64_t>(out.height) * k / kStripes);
       };
