@@ -47,6 +47,11 @@ class Stopwatch {
   std::chrono::steady_clock::time_point start_;
 };
 
+// Aligning and merging cost about the same; the filter at the end as much as two frames.
+double Steps(int count) {
+  return 2.0 * count + 3;
+}
+
 bool Takes(const FrameState& state) {
   return state.told.use == ZOLT_BURST_USED || state.told.use == ZOLT_BURST_FUSED;
 }
@@ -243,13 +248,14 @@ void BurstRun::Merge(const zolt_burst_picture& frame, FrameState* state) {
     return;
   }
   placed_->PutFrame(frame, state->alignment, !fuse, merge_->first());
+  const auto index = static_cast<int32_t>(state - frames_.data());
   const int before = merge_->merged();
   if (fuse) {
-    Check(merge_->Fuse(placed_->block(), state->alignment.motion));
+    Check(merge_->Fuse(index, placed_->block(), state->alignment.motion));
     report_.fused = 1;
     return;
   }
-  Check(merge_->Fold(placed_->block(), placed_->outside(), state->alignment.motion));
+  Check(merge_->Fold(index, placed_->block(), placed_->outside(), state->alignment.motion));
   // The engine leaves out what it finds to have moved by a third.
   if (merge_->merged() == before) state->told.use = ZOLT_BURST_MOVED;
 }
@@ -272,15 +278,23 @@ void BurstRun::Finish(const zolt_burst_picture& output, const zolt_burst_picture
 }
 
 void BurstRun::Run(const zolt_burst_picture* const* frames, int count, const zolt_burst_picture& output) {
+  Choose(frames, count);
+  StartMerge();
+  for (int i = 0; i < count; ++i) {
+    if (Takes(frames_[i])) Merge(*frames[i], &frames_[i]);
+    Progress((count + 1 + i) / Steps(count));
+  }
+  Finish(output, frames[report_.reference]);
+}
+
+void BurstRun::Choose(const zolt_burst_picture* const* frames, int count) {
   frames_.resize(static_cast<size_t>(count));
   Progress(0);
   report_.reference = PickReference(frames, count);
   TakeReference(*frames[report_.reference]);
-  // Aligning and merging cost about the same; the filter at the end as much as two frames.
-  const double steps = 2.0 * count + 3;
   for (int i = 0; i < count; ++i) {
     if (i != report_.reference) Align(*frames[i], &frames_[i]);
-    Progress((i + 1) / steps);
+    Progress((i + 1) / Steps(count));
   }
   const bool in_pairs = options_.reference == 0 && options_.expected_frames > 0;
   ChooseBand(frames, in_pairs ? std::min(count, 2) : count, std::min(count, kMostMerged));
@@ -288,12 +302,6 @@ void BurstRun::Run(const zolt_burst_picture* const* frames, int count, const zol
     if (i != report_.reference) Judge(i == count - 1, &frames_[i]);
   }
   KeepTheBest();
-  StartMerge();
-  for (int i = 0; i < count; ++i) {
-    if (Takes(frames_[i])) Merge(*frames[i], &frames_[i]);
-    Progress((count + 1 + i) / steps);
-  }
-  Finish(output, frames[report_.reference]);
 }
 
 void BurstRun::MeasureAlone(const zolt_burst_picture* const* frames, int count) {

@@ -40,6 +40,9 @@ class BurstRun {
   /// The whole burst from pictures that stay until the result is written.
   void Run(const zolt_burst_picture* const* frames, int count, const zolt_burst_picture& output);
 
+  /// Its first half, for who merges the frames itself: aligns them and settles which take part.
+  void Choose(const zolt_burst_picture* const* frames, int count);
+
   /// The same in steps, for a burst whose first frame is the reference and whose length is known: each frame
   /// is merged when it comes.
   void Begin(const zolt_burst_picture& reference);

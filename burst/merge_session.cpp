@@ -23,8 +23,8 @@ int32_t MeaningOf(int32_t engine_result) {
   }
 }
 
-PlacedFrame Placed(const uint8_t* outside, const Homography& motion, uint8_t share) {
-  PlacedFrame placed = {outside, {}, false, share};
+PlacedFrame Placed(int32_t index, const uint8_t* outside, const Homography& motion, uint8_t share) {
+  PlacedFrame placed = {outside, {}, false, share, index};
   for (int i = 0; i < 8; ++i) placed.homography[i] = static_cast<float>(motion.h[i]);
   placed.homography[8] = 1;
   return placed;
@@ -75,23 +75,24 @@ int32_t MergeSession::Take(const uint8_t* frame, int32_t tag, int32_t total, con
   return MeaningOf(result);
 }
 
-int32_t MergeSession::Fold(const uint8_t* frame, const uint8_t* outside, const Homography& motion) {
+int32_t MergeSession::Fold(int32_t index, const uint8_t* frame, const uint8_t* outside,
+                           const Homography& motion) {
   const int32_t so_far = merged();
   const auto share = static_cast<uint8_t>((256 * so_far + (so_far + 1) / 2) / (so_far + 1));
-  const PlacedFrame placed = Placed(outside, motion, share);
+  const PlacedFrame placed = Placed(index, outside, motion, share);
   // Frames stay in the middle of a burst until its end is told, so that nobody has to know how many there
   // will be.
   return Take(frame, ZOLT_MF_TAG_MIDDLE, kMostMerged, &placed);
 }
 
-int32_t MergeSession::Fuse(const uint8_t* frame, const Homography& motion) {
+int32_t MergeSession::Fuse(int32_t index, const uint8_t* frame, const Homography& motion) {
   session_->eisMode = 1;
-  const PlacedFrame placed = Placed(nullptr, motion, 0);
+  const PlacedFrame placed = Placed(index, nullptr, motion, 0);
   return Take(frame, ZOLT_MF_TAG_LAST, merged() + 1, &placed);
 }
 
 int32_t MergeSession::End() {
-  PlacedFrame nothing = Placed(nullptr, Homography::Identity(), 0);
+  PlacedFrame nothing = Placed(-1, nullptr, Homography::Identity(), 0);
   nothing.empty = true;
   // To the engine the second of two frames is the last, even when it is the first to reach it. The frame is
   // described, but not looked at.

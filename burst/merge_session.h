@@ -24,12 +24,12 @@ class MergeSession {
   /// Begins a burst with its reference. `config` is copied.
   int32_t Start(const MfConfig& config, int32_t iso, const WorkGeometry& work, const uint8_t* reference);
   /// Merges a frame where `outside` (work size, or null) is 0, as the plain mean of all so far; at most
-  /// kMostMerged - 1 times.
-  int32_t Fold(const uint8_t* frame, const uint8_t* outside, const Homography& motion);
+  /// kMostMerged - 1 times. `index` is the frame's in its burst, for the engine's observer.
+  int32_t Fold(int32_t index, const uint8_t* frame, const uint8_t* outside, const Homography& motion);
   /// Ends the burst: filters the image.
   int32_t End();
   /// Ends the burst with a brighter frame, which is fused in; only after kFewestFused merged frames.
-  int32_t Fuse(const uint8_t* frame, const Homography& motion);
+  int32_t Fuse(int32_t index, const uint8_t* frame, const Homography& motion);
 
   static constexpr int kMostMerged = 10;
   static constexpr int kFewestFused = 4;

@@ -14,6 +14,7 @@ struct FrameObservation {
     kDone,    ///< the pipeline has ended, well or not; planes and maps are gone, times are complete
   };
   Moment moment = Moment::kMerged;
+  int32_t index = -1;     ///< of a placed frame in its burst; -1: not placed, or only the burst's end
   bool last = false;      ///< the burst's last frame
   int32_t result = 0;     ///< kDone: of the pipeline
   YuvImage aligned = {};  ///< kMerged: the frame as it was folded, unaligned if registration gave up

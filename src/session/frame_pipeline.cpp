@@ -259,6 +259,7 @@ int32_t TwoFramesDeNoise(MfSession* session, const YuvImage& output) {
   }
   FrameWatch watch;
   watch.seen.last = role.last;
+  if (session->placed != nullptr) watch.seen.index = session->placed->index;
   const int32_t result = RunStages(session, role, output, &watch);
   watch.seen.result = result;
   watch.Tell(FrameObservation::Moment::kDone);

@@ -16,6 +16,7 @@ struct PlacedFrame {
   float homography[9];  ///< point of the reference to point of the frame, for what depends on hand motion
   bool empty;           ///< no frame at all: nothing is compared or merged; ends a burst when it is the last
   uint8_t share;        ///< the running reference's share of the fold, of 256; 0: by the number of frames
+  int32_t index;        ///< of the frame in its burst, for the observer; -1: none of them
 };
 
 /// Opens a session with a tuning that is in memory. The rest as zolt_mfInitialize: ZOLT_MF_OK or

@@ -69,7 +69,7 @@ BurstInfo ReadBurstInfo(const std::string& folder) {
     info.truth_last = PlainName(j.value("truth_last", ""), path);
     for (const auto& frame : j.at("frames")) {
       info.frames.push_back(PlainName(frame.at("file").get<std::string>(), path));
-      info.homographies.push_back(frame.at("homography").get<Homography>());
+      info.homographies.push_back(frame.at("homography").get<FrameMotion>());
     }
   } catch (const nlohmann::json::exception& e) {
     FailFile(path + ": " + e.what());

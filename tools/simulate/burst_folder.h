@@ -22,7 +22,7 @@ struct BurstInfo {
   std::vector<std::string> frames;  // file names within the folder
   std::string truth;
   std::string truth_last;  // empty if the last frame is exposed like the others
-  std::vector<Homography> homographies;
+  std::vector<FrameMotion> homographies;
 };
 
 void WriteBurstInfo(const std::string& folder, const BurstInfo& info);

@@ -51,12 +51,12 @@ void FilterBothWays(std::vector<float>& plane, int width, int height, Residue re
   for (float& v : plane) v *= residue.gain;
 }
 
-Homography Identity() {
+FrameMotion Identity() {
   return {1, 0, 0, 0, 1, 0, 0, 0, 1};
 }
 
 // Shift, rotation about the middle and perspective, each uniform up to its largest value.
-Homography HandMotion(int width, int height, double motion, uint64_t seed, int index) {
+FrameMotion HandMotion(int width, int height, double motion, uint64_t seed, int index) {
   const auto random = [&](uint64_t k) {
     return motion * (2 * HashUniform(seed, kMotionStream + static_cast<uint64_t>(index), k) - 1);
   };
@@ -275,7 +275,7 @@ void Camera::ScenePoint(double x, double y, int channel, int ball_frame, float* 
 // What the sensor's pixels hold without noise, white-balanced: `geometry` is the frame whose place it is
 // taken from.
 std::vector<float> Camera::Mosaic(int geometry, int exposure_of) const {
-  const Homography& h = homographies_[geometry];
+  const FrameMotion& h = homographies_[geometry];
   const float exposure = static_cast<float>(Exposure(exposure_of));
   std::vector<float> out(size_t(width_) * height_);
   for (int y = 0; y < height_; ++y) {

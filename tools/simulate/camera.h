@@ -11,7 +11,7 @@ namespace zolt {
 /// Row-major 3 x 3, last entry 1: a pixel (x, y) of a frame shows what frame 0 shows at
 /// ((h0 x + h1 y + h2) / w, (h3 x + h4 y + h5) / w), w = h6 x + h7 y + 1. Pixel centres have whole
 /// coordinates.
-using Homography = std::array<double, 9>;
+using FrameMotion = std::array<double, 9>;
 
 struct CameraSettings {
   int frames = 6;
@@ -37,7 +37,7 @@ class Camera {
 
   int width() const { return width_; }
   int height() const { return height_; }
-  const std::vector<Homography>& homographies() const { return homographies_; }
+  const std::vector<FrameMotion>& homographies() const { return homographies_; }
 
   /// Frame `index` with its noise, 8 bits.
   YuvPicture Frame(int index) const;
@@ -61,7 +61,7 @@ class Camera {
   int lens_width_ = 0;
   int lens_height_ = 0;
   std::array<std::vector<uint16_t>, 3> lens_;  // linear, blurred by the lens; twice as dense as a frame
-  std::vector<Homography> homographies_;
+  std::vector<FrameMotion> homographies_;
 };
 
 }  // namespace zolt

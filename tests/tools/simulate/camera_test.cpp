@@ -95,10 +95,10 @@ TEST(Camera, TheHomographyTellsWhereAFramesPixelsAreInTheFirst) {
   settings.frames = 3;
   const Camera camera(RenderScene(), settings);
   const YuvPicture truth = camera.Truth(0);
-  EXPECT_EQ(camera.homographies()[0], (Homography{1, 0, 0, 0, 1, 0, 0, 0, 1}));
+  EXPECT_EQ(camera.homographies()[0], (FrameMotion{1, 0, 0, 0, 1, 0, 0, 0, 1}));
   for (int f = 1; f < 3; ++f) {
     const YuvPicture frame = camera.Frame(f);
-    const Homography& h = camera.homographies()[f];
+    const FrameMotion& h = camera.homographies()[f];
     double mapped = 0, unmapped = 0;
     for (int y = 40; y < camera.height() - 40; ++y) {
       for (int x = 40; x < camera.width() - 40; ++x) {
