@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* kFooter =
     R"(Exit codes: 0 done, 1 bad usage, 2 a file can't be read or written, 3 the library refused; config-check
-also has 4, findings, batch 4, some bursts failed, and batch and tune 130, stopped.
+also has 4, findings, and batch 4, some bursts failed. 130: stopped by Ctrl-C.
 'zolt-burst SUBCOMMAND --help' has examples.)";
 
 }  // namespace

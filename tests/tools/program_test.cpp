@@ -3,10 +3,11 @@
 
 #include "common/file_io.h"
 #include "compare/quality.h"
-#include "denoise/denoise_run.h"
 #include "media/media_read.h"
 #include "media/media_write.h"
+#include "tools/support/interrupt_soon.h"
 #include "tools/support/tool_program.h"
+#include "zolt_burst.h"
 
 namespace zolt {
 namespace {
@@ -25,8 +26,10 @@ TEST_F(ZoltBurst, HelpHasExamplesAndBadUsageEndsWith1) {
       {"denoise", "a.png", "b.png"},
       {"denoise", "a.png", "b.png", "-o", "c.gif"},
       {"denoise", "a.png", "b.png", "-o", "c.png", "--iso", "fast"},
-      {"denoise", "a.png", "b.png", "-o", "c.png", "--iso", "-5"},
-      {"denoise", "a.png", "b.png", "-o", "c.png", "--format", "rgb"},
+      {"denoise", "a.png", "b.png", "-o", "c.png", "--iso", "0"},
+      {"denoise", "a.png", "b.png", "-o", "c.png", "--reference", "-1"},
+      {"denoise", "a.png", "b.png", "-o", "c.png", "--memory-limit", "1X"},
+      {"denoise", "a.png", "b.png", "-o", "c.png", "--memory-limit", "99999999999G"},
       {"denoise", "a.png", "b.png", "-o", "c.png", "--fusion", "maybe"},
       {"simulate", "-o", Path("x"), "--frames", "11"},
       {"simulate", "-o", Path("x"), "--motion", "nan"},
@@ -60,9 +63,14 @@ TEST_F(ZoltBurst, ASimulatedBurstComesOutCleaner) {
             kExitDone)
       << err_;
   const auto told = nlohmann::json::parse(out_);
-  EXPECT_EQ(told["iso"], 3200);
-  EXPECT_EQ(told["iso_source"], "burst.json");
-  EXPECT_EQ(told["frames"].size(), 4u);
+  EXPECT_EQ(told["told_iso"], 3200);
+  EXPECT_EQ(told["told_by"], "burst.json");
+  EXPECT_EQ(told["noise_measured"], true);
+  ASSERT_EQ(told["frames"].size(), 4u);
+  EXPECT_EQ(told["frames"][0]["use"], "reference");
+  EXPECT_EQ(told["frames"][3]["file"], Path("burst/frame-3.png"));
+  EXPECT_GT(told["frames"][3]["temporal_ms"], 0);
+  EXPECT_GT(told["finish_ms"], 0);
   const YuvPicture truth = ReadPicture(Path("burst/truth.png"));
   const Quality before = CompareQuality(ReadPicture(Path("burst/frame-0.png")), truth);
   const Quality after = CompareQuality(ReadPicture(Path("clean.png")), truth);
@@ -77,38 +85,55 @@ TEST_F(ZoltBurst, ASimulatedBurstComesOutCleaner) {
   EXPECT_TRUE(nlohmann::json::parse(out_)["psnr_luma"].is_null());
 }
 
-TEST_F(ZoltBurst, TheLayoutChangesNothingAndAnySizeIsTaken) {
-  std::vector<std::string> frames;
-  for (int i = 0; i < 3; ++i) {
-    frames.push_back(Path("f" + std::to_string(i) + ".y4m"));
-    WritePicture(frames.back(), RandomPicture(203, 151, 1 + static_cast<uint64_t>(i)));
-  }
-  std::vector<YuvPicture> results;
-  for (const char* layout : {"nv21", "nv12", "i420"}) {
-    std::vector<std::string> arguments = frames;
-    arguments.insert(arguments.begin(), "denoise");
-    for (const std::string& more :
-         {std::string("-o"), Path("out.y4m"), std::string("--format"), std::string(layout)}) {
-      arguments.push_back(more);
+TEST_F(ZoltBurst, AnyNumberOfFramesOfAnySizeIsTaken) {
+  for (const auto& [width, height, count] : {std::tuple{203, 151, 13}, {16, 17, 2}, {65, 64, 1}}) {
+    std::vector<std::string> arguments = {"denoise", "-o", Path("out.y4m"), "--json"};
+    const YuvPicture frame = RandomPicture(width, height, 1);
+    for (int i = 0; i < count; ++i) {
+      arguments.push_back(Path("f" + std::to_string(i) + ".y4m"));
+      WritePicture(arguments.back(), frame);
     }
     ASSERT_EQ(Run(arguments), kExitDone) << err_;
-    results.push_back(ReadPicture(Path("out.y4m")));
-    EXPECT_EQ(results.back().width, 203);
-    EXPECT_EQ(results.back().height, 151);
-    EXPECT_EQ(results.back().y, results.front().y) << layout;
-    EXPECT_EQ(results.back().u, results.front().u) << layout;
-    EXPECT_EQ(results.back().v, results.front().v) << layout;
+    EXPECT_EQ(nlohmann::json::parse(out_)["given"], count);
+    const YuvPicture result = ReadPicture(Path("out.y4m"));
+    EXPECT_TRUE(result.width == width && result.height == height);
   }
+}
+
+TEST_F(ZoltBurst, OptionsReachTheLibraryAndWhatIsLeftOutIsTold) {
+  Simulate({"--last-ev", "1"}, "6");
+  WritePicture(Path("other.png"), RandomPicture(264, 200, 9));
+  const std::string burst = Path("burst"), out = Path("out.y4m");
+  ASSERT_EQ(Run({"denoise", burst, "-o", out, "--fusion", "on"}), kExitDone) << err_;
+  EXPECT_NE(out_.find("6 of 6 frames"), std::string::npos) << out_;
+  ASSERT_EQ(Run({"denoise", burst + "/frame-0.png", burst + "/frame-1.png", Path("other.png"),
+                 burst + "/frame-5.png", "-o", out, "--fusion", "off", "--reference", "1", "--iso", "400"}),
+            kExitDone);
+  for (const char* part : {"2 of 4 frames, reference frame-1.png", "noise: ISO 400 (band 3) as named",
+                           "left out: other.png: other", "left out: frame-5.png: other exposure"})
+    EXPECT_NE(out_.find(part), std::string::npos) << part << " in " << out_;
+  EXPECT_EQ(Run({"denoise", burst, "-o", out, "--reference", "6"}), kExitUsage);
+  EXPECT_EQ(Run({"denoise", burst, "-o", out, "--memory-limit", "100K"}), kExitRefused);
+  std::filesystem::create_directories(Path("maps/weight-2.png"));
+  EXPECT_EQ(Run({"denoise", burst, "-o", out, "--maps", Path("maps")}), kExitFile);
+  EXPECT_NE(err_.find("weight-2.png"), std::string::npos) << err_;
+}
+
+TEST_F(ZoltBurst, CtrlCEndsABurstWith130AndWritesNothing) {
+  Simulate();
+  const InterruptSoon interrupt(1000);
+  EXPECT_EQ(Run({"denoise", Path("burst"), "-o", Path("clean.png")}), kExitStopped);
+  EXPECT_EQ(FilesInFolder(), 1u);
 }
 
 TEST_F(ZoltBurst, ARefusalEndsWith3AndWritesNothing) {
   Simulate();
   const std::string denoised = Path("clean.png");
   std::filesystem::create_directory(Path("config"));
-  const std::vector<uint8_t> shipped = ReadWhole(ShippedConfigFolder() + "/multiframe.xml");
+  const std::vector<uint8_t> shipped = ReadWhole(ZOLT_SOURCE_DIR "/config/multiframe.xml");
   WriteWhole(Path("config/multiframe.xml"), std::string("<?xml version=\"1.0\"?>"));
   EXPECT_EQ(Run({"denoise", Path("burst"), "-o", denoised, "--config", Path("config")}), kExitRefused);
-  EXPECT_NE(err_.find("-997"), std::string::npos) << err_;
+  EXPECT_NE(err_.find("tuning file"), std::string::npos) << err_;
   EXPECT_EQ(Run({"denoise", Path("burst"), "-o", denoised, "--config", Path("none")}), kExitFile);
 
   std::string off(shipped.begin(), shipped.end());
@@ -118,23 +143,9 @@ TEST_F(ZoltBurst, ARefusalEndsWith3AndWritesNothing) {
   WriteWhole(Path("config/multiframe.xml"), off);
   EXPECT_EQ(Run({"denoise", Path("burst"), "-o", denoised, "--config", Path("config"), "--json"}),
             kExitRefused);
-  EXPECT_EQ(nlohmann::json::parse(out_)["result"], 2);
+  EXPECT_EQ(nlohmann::json::parse(out_)["result"], ZOLT_BURST_BAD_TUNING);
   EXPECT_FALSE(std::filesystem::exists(denoised));
   EXPECT_EQ(FilesInFolder(), 2u);  // burst and config
-}
-
-TEST_F(ZoltBurst, HalvedBurstsUseEverySecondFrame) {
-  Simulate();
-  const std::string out = Path("clean.y4m");
-  EXPECT_EQ(Run({"denoise", Path("burst"), "-o", out, "--halved"}), kExitUsage);
-  EXPECT_EQ(Run({"denoise", Path("burst"), "-o", out, "--halved", "--fusion", "off", "--frames", "3"}),
-            kExitUsage);
-  ASSERT_EQ(Run({"denoise", Path("burst"), "-o", out, "--halved", "--fusion", "off", "--json"}), kExitDone)
-      << err_;
-  const auto frames = nlohmann::json::parse(out_)["frames"];
-  EXPECT_FALSE(frames[1].contains("registration_ms"));
-  EXPECT_TRUE(frames[2].contains("registration_ms"));
-  EXPECT_FALSE(frames[3].contains("registration_ms"));
 }
 
 TEST_F(ZoltBurst, AnOldBurstInTheFolderIsReplacedWhole) {

@@ -26,4 +26,11 @@ void Progress::Step() {
   if (shown_) std::fprintf(stderr, "\r%s %d of %d\033[K", what_.c_str(), done_, total_);
 }
 
+void Progress::Show(double share) {
+  const std::lock_guard<std::mutex> lock(line_mutex);
+  const int percent = static_cast<int>(100 * share);
+  if (shown_ && percent != done_) std::fprintf(stderr, "\r%s %d %%\033[K", what_.c_str(), percent);
+  done_ = percent;
+}
+
 }  // namespace zolt

@@ -14,6 +14,8 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
 
   void Step();
+  /// In place of steps: the share that is done, 0 to 1, shown in per cent.
+  void Show(double share);
 
  private:
   std::string what_;

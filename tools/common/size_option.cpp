@@ -21,4 +21,22 @@ std::pair<int, int> ParseSize(const std::string& text, const std::string& option
   return {width, height};
 }
 
+uint64_t ParseBytes(const std::string& text, const std::string& option) {
+  uint64_t number = 0;
+  const char* end = text.data() + text.size();
+  const auto parsed = std::from_chars(text.data(), end, number);
+  int shift = 0;
+  if (parsed.ec == std::errc() && parsed.ptr + 1 == end) {
+    const char unit = *parsed.ptr;
+    shift = unit == 'K' || unit == 'k'   ? 10
+            : unit == 'M' || unit == 'm' ? 20
+            : unit == 'G' || unit == 'g' ? 30
+                                         : 0;
+  }
+  const bool whole = parsed.ec == std::errc() && parsed.ptr + (shift > 0 ? 1 : 0) == end;
+  if (!whole || number == 0 || number > UINT64_MAX >> shift)
+    FailUsage(option + " " + text + ": give bytes as a whole number, with K, M or G behind it, like 800M");
+  return number << shift;
+}
+
 }  // namespace zolt

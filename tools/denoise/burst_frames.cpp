@@ -1,7 +1,6 @@
 #include "denoise/burst_frames.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 
 #include "common/errors.h"
@@ -23,16 +22,14 @@ bool IsFolder(const std::string& path) {
   return std::filesystem::is_directory(path, ignored);
 }
 
-[[noreturn]] void FailCount(int count) {
-  if (count > kMostFrames) {
-    FailUsage(std::to_string(count) +
-              " frames: a burst has at most 10; choose with --frames 10 and --start K");
+[[noreturn]] void FailCount(size_t count) {
+  if (count > 0) {
+    FailUsage(std::to_string(count) + " frames are more than " + std::to_string(kMostFrames) +
+              "; choose with --frames " + std::to_string(kMostFrames) + " and --start K");
   }
   FailUsage(
-      (count == 0 ? "no frame" : "a single frame") +
-      std::string(
-          ": a burst needs 2 to 10; give more files, a video, or a folder made by 'zolt-burst simulate'") +
-      ", and look at --frames and --start");
+      "no frame: give files, a video, or a folder made by 'zolt-burst simulate', and look at --frames and "
+      "--start");
 }
 
 // The part of a list that --start and --frames choose; refuses what is no burst before anything large is
@@ -41,8 +38,7 @@ std::vector<std::string> Chosen(const std::vector<std::string>& all, const Burst
   const size_t first = std::min(all.size(), static_cast<size_t>(source.start));
   size_t count = all.size() - first;
   if (source.frames > 0) count = std::min(count, static_cast<size_t>(source.frames));
-  if (count < kFewestFrames || count > kMostFrames)
-    FailCount(static_cast<int>(std::min<size_t>(count, 1000000)));
+  if (count == 0 || count > kMostFrames) FailCount(count);
   return {all.begin() + static_cast<ptrdiff_t>(first), all.begin() + static_cast<ptrdiff_t>(first + count)};
 }
 
@@ -58,6 +54,7 @@ BurstFrames OfFiles(const std::vector<std::string>& files) {
       burst.iso_source = "exif";
     }
     burst.frames.push_back(std::move(frame->picture));
+    burst.frame_files.push_back(file);
     const YuvPicture& first = burst.frames.front();
     const YuvPicture& latest = burst.frames.back();
     if (latest.width != first.width || latest.height != first.height) {
@@ -82,7 +79,7 @@ BurstFrames OfFolder(const std::string& folder, const BurstSource& source) {
 BurstFrames OfVideo(const std::string& path, const BurstSource& source) {
   BurstFrames burst;
   const int wanted = source.frames > 0 ? source.frames : kVideoFrames;
-  if (wanted < kFewestFrames || wanted > kMostFrames) FailCount(wanted);
+  if (wanted > kMostFrames) FailCount(static_cast<size_t>(wanted));
   MediaReader reader(path);
   for (int i = 0; i < source.start + wanted; ++i) {
     auto frame = reader.Next();
@@ -94,8 +91,9 @@ BurstFrames OfVideo(const std::string& path, const BurstSource& source) {
                 SizeText(frame->picture) + "; choose frames of one size with --start and --frames");
     }
     burst.frames.push_back(std::move(frame->picture));
+    burst.frame_files.push_back(path);
   }
-  if (burst.frames.size() < kFewestFrames) FailCount(static_cast<int>(burst.frames.size()));
+  if (burst.frames.empty()) FailCount(0);
   return burst;
 }
 
@@ -122,37 +120,11 @@ BurstFrames OfRawFiles(const BurstSource& source) {
       if (source.frames > 0 && burst.frames.size() == static_cast<size_t>(source.frames)) continue;
       if (burst.frames.size() == kMostFrames) FailCount(kMostFrames + 1);
       burst.frames.push_back(PictureFromRaw(&bytes[at], width, height, *layout));
+      burst.frame_files.push_back(path);
     }
   }
-  if (burst.frames.size() < kFewestFrames) FailCount(static_cast<int>(burst.frames.size()));
+  if (burst.frames.empty()) FailCount(0);
   return burst;
-}
-
-std::vector<uint8_t> ResizedPlane(const std::vector<uint8_t>& in, int width, int height, int new_width,
-                                  int new_height) {
-  std::vector<uint8_t> out(size_t(new_width) * new_height);
-  const int copied = std::min(width, new_width);
-  for (int y = 0; y < new_height; ++y) {
-    const uint8_t* from = &in[size_t(std::min(y, height - 1)) * width];
-    uint8_t* to = &out[size_t(y) * new_width];
-    std::memcpy(to, from, static_cast<size_t>(copied));
-    std::memset(to + copied, from[width - 1], static_cast<size_t>(new_width - copied));
-  }
-  return out;
-}
-
-YuvPicture Resized(const YuvPicture& p, int width, int height) {
-  YuvPicture out(width, height);
-  out.y = ResizedPlane(p.y, p.width, p.height, width, height);
-  for (auto plane : {&YuvPicture::u, &YuvPicture::v}) {
-    out.*plane =
-        ResizedPlane(p.*plane, p.ChromaWidth(), p.ChromaHeight(), out.ChromaWidth(), out.ChromaHeight());
-  }
-  return out;
-}
-
-int LibrarySide(int side) {
-  return std::max(64, (side + 7) & ~7);
 }
 
 }  // namespace
@@ -170,14 +142,6 @@ BurstFrames LoadBurst(const BurstSource& source) {
     if (IsFolder(path)) FailUsage(path + ": is a folder; give one folder alone, or files");
   }
   return OfFiles(Chosen(source.inputs, source));
-}
-
-YuvPicture PaddedForLibrary(const YuvPicture& picture) {
-  return Resized(picture, LibrarySide(picture.width), LibrarySide(picture.height));
-}
-
-YuvPicture Cropped(const YuvPicture& picture, int width, int height) {
-  return Resized(picture, width, height);
 }
 
 }  // namespace zolt

@@ -8,9 +8,8 @@
 
 namespace zolt {
 
-constexpr int kFewestFrames = 2;
-constexpr int kMostFrames = 10;
-constexpr int kVideoFrames = 6;  // taken of a video when nobody says how many
+constexpr int kMostFrames = 100;  // that are held in memory at once; the merge chooses among them
+constexpr int kVideoFrames = 6;   // taken of a video when nobody says how many
 
 /// What names a burst on the command line.
 struct BurstSource {
@@ -22,20 +21,14 @@ struct BurstSource {
 };
 
 struct BurstFrames {
-  std::vector<YuvPicture> frames;  // kFewestFrames to kMostFrames, all of one size
-  std::optional<int> iso;          // as the folder or the first frame's EXIF tells
-  std::string iso_source;          // "burst.json" or "exif"
+  std::vector<YuvPicture> frames;        // 1 to kMostFrames, all of one size
+  std::vector<std::string> frame_files;  // the file of each
+  std::optional<int> iso;                // as the folder or the first frame's EXIF tells
+  std::string iso_source;                // "burst.json" or "exif"
 };
 
-/// ToolError that says what to do: (usage) for too few, too many or unlike frames, (file) for what can't be
+/// ToolError that says what to do: (usage) for no, too many or unlike frames, (file) for what can't be
 /// read.
 BurstFrames LoadBurst(const BurstSource& source);
-
-/// The picture enlarged to the right and below by repeating its last pixels, to sides that the library takes:
-/// multiples of 8, 64 or more.
-YuvPicture PaddedForLibrary(const YuvPicture& picture);
-
-/// The upper left part of the given size.
-YuvPicture Cropped(const YuvPicture& picture, int width, int height);
 
 }  // namespace zolt

@@ -2,14 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
-#include <iomanip>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "common/file_io.h"
-#include "common/progress.h"
 #include "denoise/denoise_options.h"
 #include "denoise/denoise_run.h"
+#include "denoise/denoise_summary.h"
 #include "media/media_write.h"
 
 namespace zolt {
@@ -17,14 +16,15 @@ namespace {
 
 constexpr const char* kExamples = R"(Examples:
   zolt-burst denoise 1.jpg 2.jpg 3.jpg 4.jpg -o clean.png
-  zolt-burst denoise clip.mp4 --start 10 --frames 6 -o clean.jpg --iso 1600
+  zolt-burst denoise clip.mp4 --start 10 --frames 6 -o clean.jpg
   zolt-burst denoise burst -o clean.png --maps maps        a folder made by 'zolt-burst simulate'
   zolt-burst denoise a.nv21 b.nv21 --size 4000x3000 -o clean.nv21
-  zolt-burst denoise *.jpg -o clean.png --json
+  zolt-burst denoise *.jpg -o clean.png --reference 0 --json
 
-The first frame is the reference: the result shows its moment. Frames of any size are taken; those that are no
-multiple of 8 are padded by repeating the edge and cut back. OUT's extension tells its format: .png, .jpg, .y4m,
-.i420 (.yuv), .nv12 or .nv21. If the library refuses, the program ends with 3 and writes nothing.)";
+The result shows the moment of the reference, which is the sharpest of the first three frames. Blurred frames and
+those of another scene or exposure are left out; of more than ten, the ten best are merged. OUT's extension tells its
+format: .png, .jpg, .y4m, .i420 (.yuv), .nv12 or .nv21. If the library refuses, the program ends with 3 and writes
+nothing; 130 is the end by Ctrl-C.)";
 
 struct Options {
   DenoiseOptions denoise;
@@ -54,44 +54,14 @@ void WriteMaps(const std::string& folder, int frame, const FrameMaps& maps) {
   write("weight", maps.weight);
 }
 
-nlohmann::ordered_json FrameJson(const FrameReport& f) {
-  nlohmann::ordered_json j = {{"ms", f.ms}};
-  if (!f.reached_pipeline) return j;
-  j["registration_result"] = f.registration_result;
-  j["ghost_pixels"] = f.ghost_count;
-  j["registration_ms"] = f.registration_ms;
-  j["ghost_ms"] = f.ghost_ms;
-  j["temporal_ms"] = f.temporal_ms;
-  j["finish_ms"] = f.finish_ms;
-  return j;
-}
-
 void Tell(const Options& options, const PreparedBurst& burst, const DenoiseResult& result,
           std::ostream& out) {
-  double total = 0;
-  size_t unaligned = 0;
-  for (const FrameReport& f : result.frames) {
-    total += f.ms;
-    unaligned += f.reached_pipeline && f.registration_result != 0 ? 1 : 0;
-  }
-  if (options.json) {
-    nlohmann::ordered_json j = {{"output", options.output},
-                                {"result", 0},
-                                {"width", result.picture.width},
-                                {"height", result.picture.height},
-                                {"iso", burst.settings.iso},
-                                {"iso_source", burst.iso_source},
-                                {"config", burst.settings.config_folder},
-                                {"total_ms", total}};
-    for (const FrameReport& f : result.frames) j["frames"].push_back(FrameJson(f));
-    out << j.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+  if (!options.json) {
+    out << SummaryText(options.output, burst, result);
     return;
   }
-  out << options.output << ": " << result.frames.size() << " frames of " << result.picture.width << " x "
-      << result.picture.height << " at ISO " << burst.settings.iso << " (" << burst.iso_source << "), "
-      << std::fixed << std::setprecision(1) << total / static_cast<double>(result.frames.size())
-      << " ms per frame\n";
-  if (unaligned > 0) out << unaligned << " of the frames could not be aligned\n";
+  const nlohmann::ordered_json j = SummaryJson(options.output, burst, result);
+  out << j.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
 }
 
 void TellRefusal(const LibraryRefused& refusal, std::ostream& out) {
@@ -126,7 +96,7 @@ void AddDenoiseCommand(CLI::App& app, std::ostream& out) {
   command->add_option("-o,--output", options->output, "the image to write")->required();
   command->add_option("--maps", options->maps,
                       "write ghost map, weights and aligned frame of each frame to this folder");
-  command->add_flag("--json", options->json, "tell the result as JSON, with the time of each stage");
+  command->add_flag("--json", options->json, "tell the whole report as JSON, with the time of each stage");
   command->callback([options, &out] { Run(*options, out); });
 }
 

@@ -6,54 +6,45 @@
 #include <utility>
 
 #include "common/errors.h"
+#include "common/size_option.h"
 
 namespace zolt {
-namespace {
 
-constexpr int kDefaultIso = 800;
-
-int ParseIso(const std::string& text) {
-  int iso = 0;
+int ParseNumberOrAuto(const std::string& text, const std::string& option, int automatic, int lowest) {
+  if (text == "auto") return automatic;
+  int number = 0;
   const char* end = text.data() + text.size();
-  const auto parsed = std::from_chars(text.data(), end, iso);
-  if (parsed.ec != std::errc() || parsed.ptr != end || iso < 0) {
-    FailUsage("--iso " + text + ": give a whole number of 0 or more, or auto");
-  }
-  return iso;
+  const auto parsed = std::from_chars(text.data(), end, number);
+  if (parsed.ec != std::errc() || parsed.ptr != end || number < lowest)
+    FailUsage(option + " " + text + ": give a whole number of " + std::to_string(lowest) +
+              " or more, or auto");
+  return number;
 }
-
-void CheckHalved(const DenoiseSettings& settings, size_t frames) {
-  if (!settings.halved) return;
-  if (settings.fusion != Fusion::kOff) FailUsage("--halved works only without fusion: add --fusion off");
-  if (frames % 2 != 0 || frames < 4) FailUsage("--halved needs 4, 6, 8 or 10 frames; see --frames");
-}
-
-}  // namespace
 
 void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options) {
-  static const std::map<std::string, RawLayout> kLayouts = {
-      {"nv21", RawLayout::kNv21}, {"nv12", RawLayout::kNv12}, {"i420", RawLayout::kI420}};
-  static const std::map<std::string, Fusion> kFusions = {
-      {"on", Fusion::kOn}, {"off", Fusion::kOff}, {"config", Fusion::kConfig}};
-  command
-      ->add_option("FRAMES", options->source.inputs, "2 to 10 images; or a video; or a folder of 'simulate'")
+  static const std::map<std::string, int> kFusions = {
+      {"auto", ZOLT_BURST_FUSION_AUTO}, {"on", ZOLT_BURST_FUSION_AUTO}, {"off", ZOLT_BURST_FUSION_OFF}};
+  DenoiseSettings& settings = options->settings;
+  command->add_option("FRAMES", options->source.inputs, "images; or a video; or a folder of 'simulate'")
       ->required();
-  command->add_option("--config", options->settings.config_folder,
-                      "folder of multiframe.xml (default: the one shipped)");
+  command->add_option("--config", settings.config_folder,
+                      "folder of multiframe.xml (default: the built-in tuning)");
   command
       ->add_option("--iso", options->iso,
-                   "sensitivity, or auto: of burst.json, else of the first frame's EXIF, else 800")
+                   "sensitivity, which selects the tuning's band; auto: the noise is measured")
       ->capture_default_str();
-  command->add_option("--format", options->settings.layout, "layout in which the library gets the frames")
-      ->transform(CLI::CheckedTransformer(kLayouts))
-      ->default_str("nv21");
   command
-      ->add_option("--fusion", options->settings.fusion,
-                   "exposure fusion with the last frame; config: as the tuning says")
+      ->add_option("--reference", options->reference,
+                   "frame that the others are aligned to, from 0; auto: the sharpest of the first ones")
+      ->capture_default_str();
+  command->add_flag("--keep-all", settings.keep_all, "merge blurred frames too");
+  command
+      ->add_option("--fusion", settings.fusion,
+                   "auto: a brighter last frame is fused in; off: it is left out")
       ->transform(CLI::CheckedTransformer(kFusions))
-      ->default_str("config");
-  command->add_flag("--halved", options->settings.halved,
-                    "mark every second frame as dropped, as a camera does that can't keep up");
+      ->default_str("auto");
+  command->add_option("--memory-limit", options->memory_limit,
+                      "most memory that the library may take, in bytes or like 800M, with K, M or G");
   command->add_option("--frames", options->source.frames, "take this many frames (of a video 6 if not given)")
       ->check(CLI::Range(1, 1000000));
   command->add_option("--start", options->source.start, "leave out this many frames first")
@@ -62,18 +53,23 @@ void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options) {
 }
 
 PreparedBurst PrepareBurst(const DenoiseOptions& options) {
-  PreparedBurst prepared{{}, options.settings, "--iso"};
+  PreparedBurst prepared;
   DenoiseSettings& settings = prepared.settings;
-  const bool told = options.iso != "auto";
-  if (told) settings.iso = ParseIso(options.iso);
-  if (settings.config_folder.empty()) settings.config_folder = ShippedConfigFolder();
+  settings = options.settings;
+  settings.iso = ParseNumberOrAuto(options.iso, "--iso", 0, 1);
+  settings.reference = ParseNumberOrAuto(options.reference, "--reference", -1, 0);
+  if (!options.memory_limit.empty())
+    settings.memory_limit = ParseBytes(options.memory_limit, "--memory-limit");
   BurstFrames burst = LoadBurst(options.source);
-  CheckHalved(settings, burst.frames.size());
-  if (!told) {
-    settings.iso = burst.iso.value_or(kDefaultIso);
-    prepared.iso_source = burst.iso ? burst.iso_source : "default";
+  const int count = static_cast<int>(burst.frames.size());
+  if (settings.reference >= count) {
+    FailUsage("--reference " + options.reference + ": there are " + std::to_string(count) +
+              " frames, counted from 0");
   }
   prepared.frames = std::move(burst.frames);
+  prepared.frame_files = std::move(burst.frame_files);
+  prepared.told_iso = burst.iso;
+  prepared.told_by = burst.iso_source;
   return prepared;
 }
 

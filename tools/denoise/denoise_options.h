@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,20 +18,27 @@ struct DenoiseOptions {
   BurstSource source;
   DenoiseSettings settings;
   std::string iso = "auto";
+  std::string reference = "auto";
+  std::string memory_limit = {};  // empty: none
 };
 
-/// The burst as the positional argument FRAMES, and --config, --iso, --format, --fusion, --halved, --frames,
-/// --start and --size. `options` has to live as long as `command`.
+/// The burst as the positional argument FRAMES, and --config, --iso, --reference, --keep-all, --fusion,
+/// --memory-limit, --frames, --start and --size. `options` has to live as long as `command`.
 void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options);
 
 struct PreparedBurst {
   std::vector<YuvPicture> frames;
-  DenoiseSettings settings;  // nothing left open
-  std::string iso_source;    // "--iso", "burst.json", "exif" or "default"
+  std::vector<std::string> frame_files;  // the file of each
+  DenoiseSettings settings;              // nothing left open
+  std::optional<int> told_iso;           // for information: the measured noise decides
+  std::string told_by;                   // "burst.json" or "exif"
 };
 
+/// "auto" as `automatic`, or a whole number from `lowest` on. ToolError (usage) that names `option`.
+int ParseNumberOrAuto(const std::string& text, const std::string& option, int automatic, int lowest);
+
 /// Loads the burst and settles what the options left open. ToolError as LoadBurst, and (usage) for options
-/// that don't go together.
+/// that make no sense.
 PreparedBurst PrepareBurst(const DenoiseOptions& options);
 
 }  // namespace zolt

@@ -7,43 +7,41 @@
 
 #include "common/errors.h"
 #include "media/picture.h"
-#include "media/raw_frame.h"
+#include "zolt_burst.h"
 
 namespace zolt {
 
-enum class Fusion { kConfig, kOn, kOff };
-
 struct DenoiseSettings {
-  std::string config_folder;  // holds multiframe.xml
-  int iso = 800;
-  RawLayout layout = RawLayout::kNv21;
-  Fusion fusion = Fusion::kConfig;
-  bool halved =
-      false;  // frames 1, 3, 5, ... are marked as dropped; an even number of 4 or more frames, fusion off
+  std::string config_folder;  // holds multiframe.xml; empty: the built-in tuning
+  int iso = 0;                // 0: the noise is measured
+  int reference = -1;         // index of a frame; -1: the layer picks it
+  int fusion = ZOLT_BURST_FUSION_AUTO;
+  bool keep_all = false;
+  uint64_t memory_limit = 0;  // bytes; 0: none
 };
 
-/// What the library did with one frame; the stages' part only for frames that reached them.
+/// What became of one frame. The stages' part is of a frame that reached the engine as one to merge or fuse.
 struct FrameReport {
-  double ms = 0;  // of the call, without the copying of maps
-  bool reached_pipeline = false;
-  int registration_result = 0;
-  uint32_t ghost_count = 0;
-  double registration_ms = 0;
-  double ghost_ms = 0;
+  zolt_burst_frame_report told = {};
+  bool reached_engine = false;
+  uint32_t ghost_count = 0;  // pixels that moved
+  double ghost_ms = 0;       // these are part of told.milliseconds
   double temporal_ms = 0;
-  double finish_ms = 0;
+  double finish_ms = 0;  // of a frame that was fused
 };
 
-/// Pictures of the inside, cropped to the frames' size; empty (width 0) when the stage did not run.
+/// Pictures of the inside, of the frames' size; empty (width 0) when the stage did not run.
 struct FrameMaps {
   YuvPicture aligned;
-  YuvPicture ghost;   // 255: all of the pixel moves
+  YuvPicture ghost;   // 255: not merged here, as it moved or lies outside of the frame
   YuvPicture weight;  // 25 for each frame folded in
 };
 
 struct DenoiseResult {
   YuvPicture picture;
+  zolt_burst_report report = {};
   std::vector<FrameReport> frames;
+  double finish_ms = 0;  // filter or fusion
 };
 
 /// The library returned a code that is not 0.
@@ -56,16 +54,10 @@ class LibraryRefused : public ToolError {
   int32_t result_;
 };
 
-/// What a result code means to the person at the command line.
-std::string MeaningOfResult(int32_t result);
-
-/// Takes a burst of pictures of one size through the library's three functions. `on_maps`, if given, gets the
-/// maps of each later frame when its call has returned. LibraryRefused, or ToolError from `on_maps` itself.
+/// Takes a burst of pictures of one size through zolt_burst_denoise and shows how far it is. `on_maps`, if
+/// given, gets the maps of each frame that is merged or fused, in their order. LibraryRefused; ToolError from
+/// `on_maps` itself, (file) for a tuning that isn't there, (stopped) after Ctrl-C.
 DenoiseResult DenoiseBurst(const std::vector<YuvPicture>& frames, const DenoiseSettings& settings,
                            const std::function<void(int frame, const FrameMaps&)>& on_maps = nullptr);
-
-/// The folder of the tuning file that comes with the program: the installed one, else the source tree's.
-/// ToolError (file).
-std::string ShippedConfigFolder();
 
 }  // namespace zolt

@@ -5,11 +5,11 @@
 #include <iomanip>
 #include <sstream>
 
+#include "burst/tuning.h"
 #include "common/errors.h"
 #include "compare/quality.h"
-#include "config/iso_selection.h"
-#include "config/xml_document.h"
-#include "config_check/config_check.h"
+#include "config/config_keys.h"
+#include "denoise/denoise_summary.h"
 #include "media/media_read.h"
 #include "report/report_pictures.h"
 #include "simulate/burst_folder.h"
@@ -41,8 +41,7 @@ class MapGallery {
 
   void Add(int frame, const FrameMaps& maps) {
     const std::string name = "Frame " + std::to_string(frame);
-    fused_ = maps.ghost.width == 0;
-    if (!fused_) {
+    if (maps.ghost.width > 0) {
       int64_t moved = 0;
       for (size_t i = 0; i < motion_.y.size(); ++i) {
         motion_.y[i] = std::max(motion_.y[i], maps.ghost.y[i]);
@@ -60,14 +59,11 @@ class MapGallery {
 
   /// Luma 255 where a pixel moved in any of the frames.
   const YuvPicture& motion() const { return motion_; }
-  /// Whether the last frame was to be fused in place of being averaged: its ghosts are the fusion's matter.
-  bool fused() const { return fused_; }
   const std::vector<PageImage>& images() const { return images_; }
 
  private:
   YuvPicture motion_;
   int white_;
-  bool fused_ = false;
   std::vector<PageImage> images_;
 };
 
@@ -96,7 +92,7 @@ Truth FindTruth(const ReportSettings& settings, const std::optional<BurstInfo>& 
     truth.first = truth.last = ReadTruth(settings.truth, frame);
     return truth;
   }
-  // The folder's truth is that of its first frame, which has to be the reference then.
+  // The folder's truth is that of its first frame.
   if (!info || settings.denoise.source.start > 0) return truth;
   const fs::path folder = settings.denoise.source.inputs.front();
   const auto read = [&](const std::string& name) -> std::optional<YuvPicture> {
@@ -126,13 +122,13 @@ void AddCrops(ReportPage* page, const std::vector<CropPlace>& places, int side, 
   for (const CropPlace& place : places) {
     const auto cut = [&](const YuvPicture& p) { return CroppedAt(p, place.x, place.y, side, side); };
     PageCrop crop{place.name, "at " + std::to_string(place.x) + ", " + std::to_string(place.y), {}};
-    crop.images.push_back(EmbeddedImage(cut(before), "First frame", true));
+    crop.images.push_back(EmbeddedImage(cut(before), "Reference", true));
     crop.images.push_back(EmbeddedImage(cut(after), "Result", true));
     if (truth) crop.images.push_back(EmbeddedImage(cut(*truth), "Truth", true));
     const YuvPicture left = truth ? DifferencePicture(cut(after), cut(*truth), kDifferenceGain)
                                   : DifferencePicture(cut(before), cut(after), kDifferenceGain);
     crop.images.push_back(EmbeddedImage(
-        left, truth ? "Result \u2212 truth, \u00d7 4" : "First frame \u2212 result, \u00d7 4", true));
+        left, truth ? "Result \u2212 truth, \u00d7 4" : "Reference \u2212 result, \u00d7 4", true));
     page->crops.push_back(crop);
   }
 }
@@ -142,7 +138,7 @@ void AddPictures(ReportPage* page, const YuvPicture& before, const YuvPicture& a
   const auto shown = [&](const YuvPicture& p, const std::string& caption) {
     return EmbeddedImage(ScaledDown(p, width), caption);
   };
-  page->before = shown(before, "First frame");
+  page->before = shown(before, "Reference");
   page->after = shown(after, "Result");
   if (before.width > width) {
     page->scale_note = "The pictures are scaled down from " + SizeText(before) +
@@ -150,7 +146,7 @@ void AddPictures(ReportPage* page, const YuvPicture& before, const YuvPicture& a
   }
   page->difference_note = "Mid grey is no difference, each grey level of it is shown as 4.";
   page->differences.push_back(shown(DifferencePicture(before, after, kDifferenceGain),
-                                    "First frame \u2212 result: what was taken away"));
+                                    "Reference \u2212 result: what was taken away"));
   if (!truth) return;
   page->differences.push_back(
       shown(DifferencePicture(after, *truth, kDifferenceGain), "Result \u2212 truth: what is still wrong"));
@@ -162,19 +158,15 @@ PageRows SettingsRows(const ReportSettings& settings, const PreparedBurst& burst
   std::string inputs;
   for (const std::string& input : settings.denoise.source.inputs)
     inputs += (inputs.empty() ? "" : ", ") + input;
-  const char* layout = denoise.layout == RawLayout::kNv21   ? "NV21"
-                       : denoise.layout == RawLayout::kNv12 ? "NV12"
-                                                            : "I420";
-  const char* fusion = denoise.fusion == Fusion::kOn    ? "on"
-                       : denoise.fusion == Fusion::kOff ? "off"
-                                                        : "as the tuning says";
   PageRows rows = {{"Burst", inputs},
                    {"Frames", std::to_string(burst.frames.size()) + " of " + SizeText(burst.frames.front())},
-                   {"ISO", std::to_string(denoise.iso) + " (" + burst.iso_source + ")"},
-                   {"Layout", layout},
-                   {"Exposure fusion", fusion},
-                   {"Every second frame dropped", denoise.halved ? "yes" : "no"},
-                   {"Tuning", denoise.config_folder}};
+                   {"ISO", settings.denoise.iso},
+                   {"Reference", settings.denoise.reference},
+                   {"Blurred frames", denoise.keep_all ? "merged too" : "left out"},
+                   {"Brighter last frame", denoise.fusion == ZOLT_BURST_FUSION_OFF ? "left out" : "fused in"},
+                   {"Tuning", denoise.config_folder.empty() ? "built in" : denoise.config_folder}};
+  if (burst.told_iso)
+    rows.emplace_back("ISO that " + burst.told_by + " tells", std::to_string(*burst.told_iso));
   if (settings.denoise.source.start > 0)
     rows.emplace_back("Frames left out first", std::to_string(settings.denoise.source.start));
   if (!settings.truth.empty()) rows.emplace_back("Truth", settings.truth);
@@ -188,42 +180,72 @@ PageRows SettingsRows(const ReportSettings& settings, const PreparedBurst& burst
   return rows;
 }
 
-// The keys without a band and those of the band that serves the burst.
-PageRows TuningRows(const DenoiseSettings& settings) {
-  const std::string file = (fs::path(settings.config_folder) / "multiframe.xml").string();
-  XmlDocument document;
+// The keys without a band and those of the band that served the burst.
+PageRows TuningRows(const DenoiseSettings& settings, int band) {
   MfConfig config;
-  if (!document.LoadConfig(file.c_str()) || FillConfig(&config, document) != 0) return {};
-  const std::string band = "/ISO" + std::to_string(BandOfIso(settings.iso, config) + 1) + "/";
+  const bool built_in = settings.config_folder.empty();
+  if (LoadTuning(built_in ? nullptr : settings.config_folder.c_str(), &config) != ZOLT_BURST_OK) return {};
   PageRows rows;
-  for (const CheckedKey& key : CheckConfig(file).keys) {
-    if (key.path.find("/ISO") != std::string::npos && key.path.find(band) == std::string::npos) continue;
+  for (int i = 0; i < kConfigKeys; ++i) {
+    const ConfigKey key = ConfigKeyAt(i);
+    if (key.band != 0 && key.band != band) continue;
     std::ostringstream value;
-    for (const double v : key.values) value << (&v == key.values.data() ? "" : " ") << v;
-    if (!key.found) value << " (default)";
+    const int count = key.meaning->type == ConfigType::kIntList ? kChromaNrEntries : 1;
+    for (int k = 0; k < count; ++k) {
+      if (k > 0) value << " ";
+      key.meaning->type == ConfigType::kFloat ? value << *FloatAt(&config, key)
+                                              : value << IntAt(&config, key)[k];
+    }
     rows.emplace_back(key.path, value.str());
   }
   return rows;
 }
 
-void AddFacts(ReportPage* page, const PreparedBurst& burst, const DenoiseResult& result) {
-  double total = 0;
-  int unaligned = 0;
-  for (const FrameReport& f : result.frames) {
-    total += f.ms;
-    unaligned += f.reached_pipeline && f.registration_result != 0 ? 1 : 0;
+PageRow FrameRow(const std::string& file, const zolt_burst_frame_report& told) {
+  const bool reference = told.use == ZOLT_BURST_IS_REFERENCE;
+  const std::string shift = Short(told.shift_x, 2) + ", " + Short(told.shift_y, 2);
+  return {fs::path(file).filename().string(),
+          zolt_burst_use_text(told.use),
+          reference ? "" : shift,
+          Short(told.sharpness, 2),
+          Short(told.gain, 2),
+          reference ? "" : Short(100 * told.moved_share, 1)};
+}
+
+// What is no frame's own: the noise measure and the choice of frames, and the filter.
+std::vector<PageTime> TimingOf(const DenoiseResult& result) {
+  std::vector<PageTime> rows;
+  double rest = result.report.milliseconds;
+  double finish = result.finish_ms;
+  for (size_t i = 0; i < result.frames.size(); ++i) {
+    const FrameReport& f = result.frames[i];
+    const double align = f.told.milliseconds - f.ghost_ms - f.temporal_ms - f.finish_ms;
+    rows.push_back({std::to_string(i), std::max(0.0, align), f.ghost_ms, f.temporal_ms, f.finish_ms, 0});
+    rest -= f.told.milliseconds;
+    finish -= f.finish_ms;
   }
-  page->facts = {{"frames", std::to_string(result.frames.size())},
+  rows.push_back({"Burst", 0, 0, 0, std::max(0.0, finish), std::max(0.0, rest - finish)});
+  return rows;
+}
+
+void AddFacts(ReportPage* page, const PreparedBurst& burst, const DenoiseResult& result) {
+  const zolt_burst_report& report = result.report;
+  const bool all = report.merged == report.frames;
+  page->facts = {{all ? "frames" : "frames merged",
+                  std::to_string(report.merged) + (all ? "" : " of " + std::to_string(report.frames))},
                  {"size", SizeText(result.picture)},
-                 {burst.iso_source == "default" ? "ISO, assumed" : "ISO, from " + burst.iso_source,
-                  std::to_string(burst.settings.iso)}};
+                 {burst.settings.iso > 0 ? "ISO, as named" : "ISO that the noise amounts to",
+                  std::to_string(report.iso)}};
+  if (report.noise_measured != 0) {
+    page->facts.emplace_back("grey levels of noise, luma and chroma",
+                             Short(report.luma_sigma) + ", " + Short(report.chroma_sigma));
+  }
   if (page->result) {
     page->facts.emplace_back(
-        "PSNR luma, first frame to result",
+        "PSNR luma, reference to result",
         Short(page->first_frame->psnr_luma) + " \u2192 " + Short(page->result->psnr_luma) + " dB");
   }
-  page->facts.emplace_back("ms in all", Short(total, 0));
-  if (unaligned > 0) page->facts.emplace_back("frames that could not be aligned", std::to_string(unaligned));
+  page->facts.emplace_back("ms in all", Short(report.milliseconds, 0));
 }
 
 }  // namespace
@@ -231,7 +253,7 @@ void AddFacts(ReportPage* page, const PreparedBurst& burst, const DenoiseResult&
 ReportPage MakeReport(const ReportSettings& settings) {
   const PreparedBurst burst = PrepareBurst(settings.denoise);
   const std::optional<BurstInfo> info = InfoOf(settings.denoise.source);
-  const YuvPicture& first = burst.frames.front();
+  const YuvPicture& first = burst.frames.front();  // of the size of all
   const int side = std::min({kCropSide, first.width & ~1, first.height & ~1});
   for (const auto& [x, y] : settings.crops) {
     if (x < 0 || y < 0 || x >= first.width || y >= first.height)
@@ -242,24 +264,28 @@ ReportPage MakeReport(const ReportSettings& settings) {
   MapGallery maps(first, burst.frames.size());
   const DenoiseResult result = DenoiseBurst(burst.frames, burst.settings,
                                             [&](int frame, const FrameMaps& seen) { maps.Add(frame, seen); });
-  // A fused result has the last frame's exposure.
-  const std::optional<YuvPicture>& truth = maps.fused() ? truths.last : truths.first;
+  const YuvPicture& before = burst.frames[static_cast<size_t>(result.report.reference)];
+  // The truth shows the first frame's moment and framing; a fused result has the last frame's exposure.
+  std::optional<YuvPicture> truth = result.report.fused != 0 ? truths.last : truths.first;
+  if (result.report.reference != 0 && settings.truth.empty()) truth.reset();
 
   ReportPage page;
   const fs::path input = fs::absolute(settings.denoise.source.inputs.front()).lexically_normal();
   page.title = (input.has_filename() ? input : input.parent_path()).filename().string();
   page.subtitle = "Burst denoising report of zolt-burst";
   if (truths.first && truth) {
-    page.first_frame = CompareQuality(first, *truths.first);
+    page.first_frame = CompareQuality(before, *truths.first);
     page.result = CompareQuality(result.picture, *truth);
   }
   AddFacts(&page, burst, result);
-  AddPictures(&page, first, result.picture, truth, settings.width);
-  AddCrops(&page, Places(settings, result.picture, maps.motion(), side), side, first, result.picture, truth);
+  AddPictures(&page, before, result.picture, truth, settings.width);
+  AddCrops(&page, Places(settings, result.picture, maps.motion(), side), side, before, result.picture, truth);
   page.maps = maps.images();
-  page.frames = result.frames;
+  for (size_t i = 0; i < result.frames.size(); ++i)
+    page.frames.push_back(FrameRow(burst.frame_files[i], result.frames[i].told));
+  page.timing = TimingOf(result);
   page.settings = SettingsRows(settings, burst, info);
-  page.tuning = TuningRows(burst.settings);
+  page.tuning = TuningRows(burst.settings, result.report.band);
   return page;
 }
 

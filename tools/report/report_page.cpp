@@ -80,7 +80,7 @@ std::string QualityTable(const Quality& before, const Quality& after) {
                       {"SSIM chroma", &Quality::ssim_chroma, 4}};
   std::string html =
       "<h2 id=\"quality\">Against the truth</h2>\n<div class=\"scroll\"><table><thead><tr><th></th>"
-      "<th>First frame</th><th>Result</th><th>Gain</th></tr></thead><tbody>\n";
+      "<th>Reference</th><th>Result</th><th>Gain</th></tr></thead><tbody>\n";
   for (const Row& row : rows) {
     html += std::string("<tr><td>") + row.name + "</td><td>" + Measure(before.*row.value, row.digits) +
             "</td><td>" + Measure(after.*row.value, row.digits) + "</td>" +
@@ -89,16 +89,9 @@ std::string QualityTable(const Quality& before, const Quality& after) {
   return html + "</tbody></table></div>";
 }
 
-double RestOf(const FrameReport& f) {
-  return std::max(0.0, f.ms - f.registration_ms - f.ghost_ms - f.temporal_ms - f.finish_ms);
-}
-
-std::string Bar(const FrameReport& f, double longest) {
-  const std::pair<const char*, double> parts[] = {{"align", f.registration_ms},
-                                                  {"ghost", f.ghost_ms},
-                                                  {"merge", f.temporal_ms},
-                                                  {"finish", f.finish_ms},
-                                                  {"rest", RestOf(f)}};
+std::string Bar(const PageTime& t, double longest) {
+  const std::pair<const char*, double> parts[] = {
+      {"align", t.align}, {"ghost", t.ghost}, {"merge", t.merge}, {"finish", t.finish}, {"rest", t.rest}};
   std::string html = "<td><div class=\"bar\">";
   for (const auto& [stage, ms] : parts) {
     html +=
@@ -107,32 +100,38 @@ std::string Bar(const FrameReport& f, double longest) {
   return html + "</div></td>";
 }
 
-std::string TimingCells(const FrameReport& f) {
-  std::string html;
-  for (const double ms : {f.registration_ms, f.ghost_ms, f.temporal_ms, f.finish_ms}) {
-    html += "<td>" + (f.reached_pipeline ? Fixed(ms, 1) : "&ndash;") + "</td>";
-  }
-  return html + "<td>" + Fixed(RestOf(f), 1) + "</td><td>" + Fixed(f.ms, 1) + "</td>";
+std::string TimingCells(const PageTime& t) {
+  std::string html = "<td>" + EscapedHtml(t.name) + "</td>";
+  for (const double ms : {t.align, t.ghost, t.merge, t.finish, t.rest})
+    html += "<td>" + (ms > 0 ? Fixed(ms, 1) : "&ndash;") + "</td>";
+  return html + "<td>" + Fixed(t.total(), 1) + "</td>";
 }
 
-std::string Timing(const std::vector<FrameReport>& frames) {
-  FrameReport sum;
+std::string Timing(const std::vector<PageTime>& rows) {
+  PageTime sum = {"All", 0, 0, 0, 0, 0};
   double longest = 1e-9;
-  for (const FrameReport& f : frames) {
-    longest = std::max(longest, f.ms);
-    sum.ms += f.ms;
-    sum.registration_ms += f.registration_ms;
-    sum.ghost_ms += f.ghost_ms;
-    sum.temporal_ms += f.temporal_ms;
-    sum.finish_ms += f.finish_ms;
-    sum.reached_pipeline = sum.reached_pipeline || f.reached_pipeline;
+  for (const PageTime& t : rows) {
+    longest = std::max(longest, t.total());
+    sum.align += t.align;
+    sum.ghost += t.ghost;
+    sum.merge += t.merge;
+    sum.finish += t.finish;
+    sum.rest += t.rest;
   }
   std::string html;
-  for (size_t i = 0; i < frames.size(); ++i) {
-    html += "<tr><td>" + std::to_string(i) + "</td>" + TimingCells(frames[i]) + Bar(frames[i], longest) +
-            "</tr>\n";
+  for (const PageTime& t : rows) html += "<tr>" + TimingCells(t) + Bar(t, longest) + "</tr>\n";
+  return html + "<tr class=\"sum\">" + TimingCells(sum) + "<td></td></tr>\n";
+}
+
+std::string Frames(const std::vector<PageRow>& rows) {
+  std::string html;
+  for (size_t i = 0; i < rows.size(); ++i) {
+    html += "<tr><td>" + std::to_string(i) + "</td>";
+    for (const std::string& cell : rows[i])
+      html += "<td>" + (cell.empty() ? "&ndash;" : EscapedHtml(cell)) + "</td>";
+    html += "</tr>\n";
   }
-  return html + "<tr class=\"sum\"><td>All</td>" + TimingCells(sum) + "<td></td></tr>\n";
+  return html;
 }
 
 // One pass: what is put in is not searched for placeholders again.
@@ -196,7 +195,8 @@ std::string RenderPage(const ReportPage& page) {
                     {"difference-note", EscapedHtml(page.difference_note)},
                     {"differences", Figures(page.differences)},
                     {"maps", Figures(page.maps)},
-                    {"timing", Timing(page.frames)},
+                    {"frames", Frames(page.frames)},
+                    {"timing", Timing(page.timing)},
                     {"settings", Rows(page.settings)},
                     {"tuning", Rows(page.tuning)},
                 });

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "compare/quality.h"
-#include "denoise/denoise_run.h"
 
 namespace zolt {
 
@@ -24,6 +23,14 @@ struct PageCrop {
   std::vector<PageImage> images;
 };
 
+/// One row of the time table, in milliseconds.
+struct PageTime {
+  std::string name;
+  double align, ghost, merge, finish, rest;
+  double total() const { return align + ghost + merge + finish + rest; }
+};
+
+using PageRow = std::vector<std::string>;
 using PageRows = std::vector<std::pair<std::string, std::string>>;
 
 /// All that a report shows. Text is plain: the page escapes it.
@@ -33,7 +40,8 @@ struct ReportPage {
   std::optional<Quality> first_frame, result;  // both, or none if the truth isn't known
   std::vector<PageCrop> crops;
   std::vector<PageImage> differences, maps;
-  std::vector<FrameReport> frames;
+  std::vector<PageRow> frames;  // file, use, shift, sharpness, brightness, share that moved
+  std::vector<PageTime> timing;
   PageRows facts, settings, tuning;
 };
 

@@ -9,7 +9,7 @@
 #include "common/errors.h"
 #include "common/parallel.h"
 #include "common/progress.h"
-#include "denoise/denoise_run.h"
+#include "denoise/denoise_options.h"
 #include "tune/tune_burst.h"
 #include "tune/tune_file.h"
 #include "tune/tune_score.h"
@@ -19,8 +19,9 @@ namespace zolt {
 namespace {
 
 constexpr const char* kExamples = R"(Examples:
-  zolt-burst measure bursts/*                      with the shipped tuning
+  zolt-burst measure bursts/*                      with the built-in tuning
   zolt-burst measure bursts/* --config mine --json
+  zolt-burst measure bursts/* --iso auto           in the band that the measured noise asks for
 
 A folder is one that 'zolt-burst tune' takes. Figures are against its truth, inside the border: of the first frame,
 of mean.png if 'simulate --mean' left it there, of the frames folded together without any filter, and of the result.)";
@@ -28,6 +29,7 @@ of mean.png if 'simulate --mean' left it there, of the frames folded together wi
 struct Options {
   std::vector<std::string> folders;
   std::string config_folder;
+  std::string iso = "told";
   TuneBurstNeeds needs;
   int jobs = UsableProcessors();
   bool json = false;
@@ -41,17 +43,21 @@ struct Stage {
 // A fused burst has no merge that its truth could be held against.
 std::vector<Stage> StagesOf(const TuneBurst& burst, const TuneScore& score, int border) {
   const TuneJudge judge(burst, border);
-  std::vector<Stage> stages = {{"first", judge.Judge(burst.first, true)}};
-  if (burst.mean.width == burst.width && burst.mean.height == burst.height)
+  std::vector<Stage> stages = {{"first", judge.Judge(burst.first(), true)}};
+  if (burst.mean.width == burst.width() && burst.mean.height == burst.height())
     stages.push_back({"mean", judge.Judge(burst.mean, true)});
   if (!burst.fused) stages.push_back({"merged", score.merged});
   stages.push_back({"result", score.result});
   return stages;
 }
 
-void TellJson(const TuneBurst& burst, const std::vector<Stage>& stages, std::ostream& out) {
-  nlohmann::ordered_json j = {
-      {"folder", burst.folder}, {"iso", burst.iso}, {"frames", burst.total()}, {"fused", burst.fused}};
+void TellJson(const TuneBurst& burst, int iso, const std::vector<Stage>& stages, std::ostream& out) {
+  nlohmann::ordered_json j = {{"folder", burst.folder},
+                              {"iso", iso},
+                              {"told_iso", nullptr},
+                              {"frames", burst.total()},
+                              {"fused", burst.fused}};
+  if (burst.told_iso > 0) j["told_iso"] = burst.told_iso;
   for (const Stage& stage : stages) {
     j[stage.name] = {{"psnr_luma", stage.figures.psnr_luma},
                      {"psnr_chroma", stage.figures.psnr_chroma},
@@ -60,8 +66,8 @@ void TellJson(const TuneBurst& burst, const std::vector<Stage>& stages, std::ost
   out << j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
 }
 
-void TellText(const TuneBurst& burst, const std::vector<Stage>& stages, std::ostream& out) {
-  out << burst.folder << ": ISO " << burst.iso << ", " << burst.total() << " frames\n";
+void TellText(const TuneBurst& burst, int iso, const std::vector<Stage>& stages, std::ostream& out) {
+  out << burst.folder << ": ISO " << iso << ", " << burst.total() << " frames\n";
   for (const Stage& stage : stages) {
     char line[120];
     std::snprintf(line, sizeof line, "  %-7s luma %5.2f dB  chroma %5.2f dB  luma SSIM %.4f\n", stage.name,
@@ -71,8 +77,10 @@ void TellText(const TuneBurst& burst, const std::vector<Stage>& stages, std::ost
 }
 
 void Run(Options options, std::ostream& out) {
-  if (options.config_folder.empty()) options.config_folder = ShippedConfigFolder();
-  const MfConfig config = ReadTuneFile(options.config_folder + "/multiframe.xml");
+  const bool told = options.iso == "told";
+  const int named = told ? -1 : ParseNumberOrAuto(options.iso, "--iso", 0, 1);
+  const MfConfig config = ReadTuning(options.config_folder);
+  options.needs.iso = named;
   options.needs.fusion = true;
   // As many at a time as there are processes, so that not all of them are in memory.
   const size_t jobs = static_cast<size_t>(options.jobs);
@@ -80,15 +88,19 @@ void Run(Options options, std::ostream& out) {
   for (size_t from = 0; from < options.folders.size(); from += jobs) {
     const size_t to = std::min(options.folders.size(), from + jobs);
     std::vector<TuneBurst> bursts;
-    for (size_t i = from; i < to; ++i) bursts.push_back(LoadTuneBurst(options.folders[i], options.needs));
+    for (size_t i = from; i < to; ++i) {
+      bursts.push_back(LoadTuneBurst(options.folders[i], options.needs));
+      if (!told) bursts.back().iso = named;
+    }
     std::vector<const TuneBurst*> handles;
     handles.reserve(bursts.size());
     for (const TuneBurst& burst : bursts) handles.push_back(&burst);
-    TuneWorkers workers(handles, options.config_folder, options.needs.border, true, options.jobs);
+    TuneWorkers workers(handles, options.needs.border, true, options.jobs);
     const std::vector<TuneScore> scores = workers.Evaluate(config, TuneWorkers::Depth::kResult);
     for (size_t i = 0; i < bursts.size(); ++i) {
       const std::vector<Stage> stages = StagesOf(bursts[i], scores[i], options.needs.border);
-      options.json ? TellJson(bursts[i], stages, out) : TellText(bursts[i], stages, out);
+      const int iso = scores[i].iso;
+      options.json ? TellJson(bursts[i], iso, stages, out) : TellText(bursts[i], iso, stages, out);
       progress.Step();
     }
   }
@@ -103,9 +115,11 @@ void AddMeasureCommand(CLI::App& app, std::ostream& out) {
   command->footer(kExamples);
   command->add_option("FOLDERS", options->folders, "bursts with their truth")->required();
   command->add_option("--config", options->config_folder,
-                      "folder of multiframe.xml (default: the one shipped)");
-  command->add_option("--iso", options->needs.iso, "of folders that don't tell it")
-      ->check(CLI::Range(0, 1000000));
+                      "folder of multiframe.xml (default: the built-in tuning)");
+  command
+      ->add_option("--iso", options->iso,
+                   "of all bursts; auto: their noise is measured; told: as burst.json or EXIF tells")
+      ->capture_default_str();
   command->add_option("--border", options->needs.border, "pixels at each edge that don't count")
       ->check(CLI::Range(0, 1000))
       ->capture_default_str();

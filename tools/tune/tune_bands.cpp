@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "common/parallel.h"
+#include "common/stop_request.h"
 #include "config/iso_selection.h"
 #include "tune/tune_search.h"
 
@@ -53,7 +54,7 @@ TuneScore FirstFrames(const std::vector<const TuneBurst*>& bursts, int border) {
   std::vector<TuneScore> scores;
   for (const TuneBurst* burst : bursts) {
     scores.emplace_back();
-    scores.back().result = TuneJudge(*burst, border).Judge(burst->first, false);
+    scores.back().result = TuneJudge(*burst, border).Judge(burst->first(), false);
   }
   return MeanScore(scores);
 }
@@ -87,7 +88,7 @@ TuneBands::Bursts TuneBands::BurstsOf(int band, bool fused) const {
 }
 
 TuneWorkers TuneBands::StartWorkers(const Bursts& bursts) const {
-  return {bursts, settings_.config_folder, settings_.border, settings_.weights.ssim > 0, settings_.jobs};
+  return {bursts, settings_.border, settings_.weights.ssim > 0, settings_.jobs};
 }
 
 void TuneBands::Show(const std::string& text) const {

@@ -17,7 +17,7 @@
 namespace zolt {
 
 struct TuneSettings {
-  std::string config_folder;  // of the file that the search starts from
+  std::string config_folder;  // of the file that the search starts from; empty: the built-in one
   TuneWeights weights;
   int border = 16;
   int evaluations = 200;  // of each band

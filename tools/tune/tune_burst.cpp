@@ -7,7 +7,6 @@
 #include "common/file_io.h"
 #include "denoise/burst_frames.h"
 #include "media/media_read.h"
-#include "media/raw_frame.h"
 #include "simulate/burst_folder.h"
 
 namespace zolt {
@@ -15,13 +14,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The fusion takes place only when this many frames before the last one are folded together.
+constexpr size_t kFewestTuned = 2;
+// The fusion takes place only when four frames before the last one are folded together.
 constexpr int kFewestFused = 5;
 
 struct Content {
   std::vector<std::string> inputs;  // as LoadBurst takes them
   std::string truth;
-  double last_ev = 0;
+  bool fused = false;
 };
 
 bool IsPhotograph(const fs::path& file) {
@@ -46,10 +46,6 @@ Content OfPhotographs(const std::string& folder) {
   }
   if (error) FailFile(folder + ": can't be read: " + error.message());
   std::sort(content.inputs.begin(), content.inputs.end());
-  if (content.inputs.size() < kFewestFrames) {
-    FailUsage(folder + ": holds " + std::to_string(content.inputs.size()) +
-              " frames beside its truth; a burst needs 2 to 10");
-  }
   return content;
 }
 
@@ -58,8 +54,9 @@ Content ContentOf(const std::string& folder) {
   if (!fs::is_directory(folder, ignored)) FailFile(folder + ": no such folder");
   if (!fs::exists(folder + "/burst.json", ignored)) return OfPhotographs(folder);
   const BurstInfo info = ReadBurstInfo(folder);
-  Content content = {{folder}, "", info.last_ev};
-  const std::string& truth = info.last_ev != 0 ? info.truth_last : info.truth;
+  Content content = {{folder}, "", info.last_ev > 0};
+  // A darker last frame is left out.
+  const std::string& truth = content.fused ? info.truth_last : info.truth;
   if (!truth.empty()) content.truth = (fs::path(folder) / truth).string();
   return content;
 }
@@ -70,18 +67,14 @@ std::string Sides(int width, int height) {
 
 void CheckFit(const TuneBurst& burst, const TuneBurstNeeds& needs) {
   const auto refuse = [&](const std::string& why) { FailUsage(burst.folder + ": " + why); };
-  const int side = std::min(burst.width, burst.height);
-  if (side < kSmallestTuned) {
-    refuse("frames of " + Sides(burst.width, burst.height) + "; the library filters no side below " +
-           std::to_string(kSmallestTuned));
-  }
+  const int side = std::min(burst.width(), burst.height());
   if (side - 2 * needs.border < 64) refuse("--border " + std::to_string(needs.border) + " leaves nothing");
-  if (burst.truth.width != burst.width || burst.truth.height != burst.height) {
+  if (burst.truth.width != burst.width() || burst.truth.height != burst.height()) {
     refuse("the truth is " + Sides(burst.truth.width, burst.truth.height) + ", but the frames are " +
-           Sides(burst.width, burst.height));
+           Sides(burst.width(), burst.height()));
   }
   if (!burst.fused) return;
-  if (!needs.fusion) refuse("its last frame has another exposure; such bursts serve with --fusion alone");
+  if (!needs.fusion) refuse("its last frame is brighter; such bursts serve with --fusion alone");
   if (burst.total() < kFewestFused) refuse("a fused burst needs 5 frames or more, or nothing is fused");
 }
 
@@ -92,6 +85,7 @@ TuneBurst LoadTuneBurst(const std::string& folder, const TuneBurstNeeds& needs) 
   if (content.truth.empty()) {
     FailUsage(folder + ": has no truth; put the noise-free picture of its first frame there as truth.png");
   }
+  if (content.inputs.empty()) FailUsage(folder + ": has no frame beside its truth");
   BurstFrames loaded;
   try {
     loaded = LoadBurst({content.inputs});
@@ -100,21 +94,15 @@ TuneBurst LoadTuneBurst(const std::string& folder, const TuneBurstNeeds& needs) 
   }
   TuneBurst burst;
   burst.folder = folder;
-  burst.iso = loaded.iso.value_or(needs.iso);
+  burst.told_iso = std::max(0, loaded.iso.value_or(0));
+  burst.iso = burst.told_iso > 0 ? burst.told_iso : needs.iso;
   if (burst.iso < 0) FailUsage(folder + ": tells no ISO; give it with --iso");
-  burst.fused = content.last_ev != 0;
-  burst.first = loaded.frames.front();
-  burst.width = burst.first.width;
-  burst.height = burst.first.height;
+  burst.fused = content.fused;
+  burst.frames = std::move(loaded.frames);
+  if (burst.frames.size() < kFewestTuned) FailUsage(folder + ": a single frame; a burst needs two or more");
   burst.truth = ReadPicture(content.truth);
   std::error_code ignored;
   if (fs::exists(folder + "/mean.png", ignored)) burst.mean = ReadPicture(folder + "/mean.png");
-  for (const YuvPicture& frame : loaded.frames) {
-    const YuvPicture padded = PaddedForLibrary(frame);
-    burst.padded_width = padded.width;
-    burst.padded_height = padded.height;
-    burst.frames.push_back(RawBytes(padded, RawLayout::kI420));
-  }
   CheckFit(burst, needs);
   return burst;
 }

@@ -7,14 +7,14 @@
 #include "common/errors.h"
 #include "common/file_io.h"
 #include "common/progress.h"
-#include "denoise/denoise_run.h"
+#include "common/stop_request.h"
 #include "tune/tune_bands.h"
 
 namespace zolt {
 namespace {
 
 constexpr const char* kExamples = R"(Examples:
-  zolt-burst tune bursts/* -o multiframe.xml                    from the shipped file's values on
+  zolt-burst tune bursts/* -o multiframe.xml                    from the built-in values on
   zolt-burst tune bursts/* -o multiframe.xml --config mine      from those in mine/multiframe.xml
   zolt-burst tune bursts/* -o multiframe.xml --chroma 0.25 --trail 4
   zolt-burst tune bursts/* fused/* -o multiframe.xml --fusion
@@ -60,12 +60,14 @@ std::string FingerprintOf(const TuneSettings& settings, const std::vector<TuneBu
   for (const double weight : {w.luma, w.chroma, w.ssim, w.trail, w.below}) print.AddValue(weight);
   print.AddValue(settings.border);
   print.Add(&start, sizeof start);
+  const auto add_picture = [&](const YuvPicture& p) {
+    for (const auto* plane : {&p.y, &p.u, &p.v}) print.Add(plane->data(), plane->size());
+  };
   for (const TuneBurst& burst : bursts) {
     print.AddValue(burst.iso);
-    print.AddValue(burst.width);
-    for (const auto& frame : burst.frames) print.Add(frame.data(), frame.size());
-    for (const auto* plane : {&burst.truth.y, &burst.truth.u, &burst.truth.v})
-      print.Add(plane->data(), plane->size());
+    print.AddValue(burst.width());
+    for (const YuvPicture& frame : burst.frames) add_picture(frame);
+    add_picture(burst.truth);
   }
   return print.Text();
 }
@@ -104,8 +106,7 @@ std::string HeadOf(const Options& options, bool finished) {
 int Run(Options options, std::ostream& out) {
   TuneSettings& settings = options.settings;
   CheckOutput(options.output);
-  if (settings.config_folder.empty()) settings.config_folder = ShippedConfigFolder();
-  const MfConfig start = ReadTuneFile(settings.config_folder + "/multiframe.xml");
+  const MfConfig start = ReadTuning(settings.config_folder);
   const std::vector<TuneBurst> bursts = LoadAll(options);
   const std::string state_path = options.output + ".state.json";
   std::error_code ignored;
@@ -135,13 +136,13 @@ void AddTuneCommand(CLI::App& app, int* exit_code, std::ostream& out) {
   command->add_option("FOLDERS", options->folders, "bursts with their truth")->required();
   command->add_option("-o,--output", options->output, "the tuning file to write")->required();
   command->add_option("--config", settings.config_folder,
-                      "folder of the multiframe.xml to start from (default: the one shipped)");
+                      "folder of the multiframe.xml to start from (default: the built-in tuning)");
   command->add_option("--evaluations", settings.evaluations, "tunings to look at in each band")
       ->check(CLI::Range(5, 1000000))
       ->capture_default_str();
   command->add_option("--jobs", settings.jobs, "processes at a time (default: one for each CPU)")
       ->check(CLI::Range(1, 1024));
-  command->add_option("--iso", options->iso, "of folders that don't tell it")->check(CLI::Range(0, 1000000));
+  command->add_option("--iso", options->iso, "of folders that don't tell it")->check(CLI::Range(1, 1000000));
   command->add_option("--border", settings.border, "pixels at each edge that don't count")
       ->check(CLI::Range(0, 1000))
       ->capture_default_str();

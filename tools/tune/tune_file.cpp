@@ -1,13 +1,16 @@
 #include "tune/tune_file.h"
 
 #include <charconv>
+#include <filesystem>
 #include <pugixml.hpp>
 #include <sstream>
 
+#include "burst/tuning.h"
 #include "common/errors.h"
 #include "config/config_keys.h"
 #include "config/xml_document.h"
 #include "config_check/config_check.h"
+#include "denoise/denoise_run.h"
 
 namespace zolt {
 namespace {
@@ -82,6 +85,14 @@ MfConfig ReadTuneFile(const std::string& path) {
   MfConfig config;
   if (!document.LoadConfig(path.c_str())) FailFile(path + ": can't be loaded");
   FillConfig(&config, document);
+  return config;
+}
+
+MfConfig ReadTuning(const std::string& folder) {
+  if (!folder.empty()) return ReadTuneFile((std::filesystem::path(folder) / "multiframe.xml").string());
+  MfConfig config;
+  const int32_t result = LoadTuning(nullptr, &config);
+  if (result != ZOLT_BURST_OK) throw LibraryRefused(result, "the built-in tuning");
   return config;
 }
 

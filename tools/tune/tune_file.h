@@ -16,6 +16,9 @@ struct TuneFileNotes {
 /// The values of a tuning file as the library reads it. ToolError (file) if it doesn't load.
 MfConfig ReadTuneFile(const std::string& path);
 
+/// Of multiframe.xml in `folder`, or the built-in ones if that is empty.
+MfConfig ReadTuning(const std::string& folder);
+
 /// A whole multiframe.xml: the declaration first, every key with its meaning.
 std::string TuneFileText(const MfConfig& config, const TuneFileNotes& notes);
 

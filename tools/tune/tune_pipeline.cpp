@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
+#include "burst/burst_run.h"
+#include "burst/placed_planes.h"
 #include "config/iso_selection.h"
-#include "denoise/burst_frames.h"
 #include "denoise/denoise_run.h"
-#include "media/raw_frame.h"
+#include "denoise/layer_pictures.h"
 #include "session/frame_pipeline.h"
 #include "session/memory_plan.h"
-#include "session/mf_session.h"
 #include "session/multi_denoise.h"
 
 namespace zolt {
@@ -23,114 +23,147 @@ std::vector<int32_t> MergeKeys(const MfConfig& config, int iso) {
 }
 
 // The scratch that the spatial stages find in a burst's own block.
-size_t FilterScratchSize(int width, int height) {
+size_t FilterScratchSize(const WorkGeometry& work) {
   MemoryPlan plan;
-  if (!MakeMemoryPlan(width, height, true, false, &plan)) throw LibraryRefused(ZOLT_MF_NO_MEMORY, "tune");
+  if (!MakeMemoryPlan(work.work_width, work.work_height, true, false, &plan))
+    throw LibraryRefused(ZOLT_BURST_NO_MEMORY, "tune");
   return static_cast<size_t>(plan[kLastFrameScratch].size);
 }
 
+// Calls the observer while this lives.
+class Observing {
+ public:
+  Observing(FrameObserver observer, void* user) { SetFrameObserver(observer, user); }
+  ~Observing() { SetFrameObserver(nullptr, nullptr); }
+  Observing(const Observing&) = delete;
+  Observing& operator=(const Observing&) = delete;
+};
+
 }  // namespace
 
-TunePipeline::TunePipeline(const TuneBurst& burst, const std::string& config_folder) : burst_(burst) {
-  MfSession* session = nullptr;
-  const int32_t code = zolt_mfInitialize(&session, (config_folder + "/").c_str(), nullptr);
-  if (code != ZOLT_MF_OK) throw LibraryRefused(code, config_folder);
-  session_.reset(session);
-  result_.resize(burst.frames.front().size());
+TunePipeline::TunePipeline(const TuneBurst& burst, const MfConfig& config)
+    : burst_(burst),
+      work_(MakeWorkGeometry(burst.width(), burst.height(), 1)),
+      memory_({nullptr, nullptr}),
+      merge_(&memory_) {
+  PlaceFrames(config);
+  memory_.Trim();
 }
 
-TunePipeline::~TunePipeline() = default;
+void TunePipeline::Check(int32_t result) const {
+  if (result != ZOLT_BURST_OK) throw LibraryRefused(result, burst_.folder);
+}
+
+// As a burst goes through the layer, up to its merge: the tuning has no say in that.
+void TunePipeline::PlaceFrames(const MfConfig& config) {
+  const std::vector<zolt_burst_picture> views = ViewsOf(burst_.frames);
+  std::vector<const zolt_burst_picture*> frames;
+  for (const zolt_burst_picture& view : views) frames.push_back(&view);
+  zolt_burst_options options;
+  zolt_burst_options_init(&options);
+  options.iso = burst_.iso;
+  options.reference = 0;
+  options.fusion = burst_.fused ? ZOLT_BURST_FUSION_AUTO : ZOLT_BURST_FUSION_OFF;
+  BurstRun run(options, config, &memory_);
+  try {
+    run.Choose(frames.data(), static_cast<int>(frames.size()));
+  } catch (const BurstStopped& stopped) {
+    Check(stopped.result);
+  }
+  iso_ = run.report().iso;
+  PlacedPlanes planes(work_, &memory_);
+  planes.PutReference(views.front());
+  reference_.assign(planes.block(), planes.block() + work_.block_size());
+  const YuvImage reference = PlanarImage(reference_.data(), work_.work_width, work_.work_height);
+  for (size_t i = 1; i < views.size(); ++i) {
+    const FrameState& state = run.frames()[i];
+    const bool fuse = state.told.use == ZOLT_BURST_FUSED;
+    if (!fuse && state.told.use != ZOLT_BURST_USED) continue;
+    planes.PutFrame(views[i], state.alignment, !fuse, reference);
+    placed_.push_back({static_cast<int>(i), fuse, state.alignment.motion,
+                       std::vector<uint8_t>(planes.block(), planes.block() + work_.block_size()),
+                       std::vector<uint8_t>(planes.outside(), planes.outside() + work_.pixels())});
+  }
+}
 
 void TunePipeline::Hear(void* user, const FrameObservation& seen) {
   auto* self = static_cast<TunePipeline*>(user);
   if (!seen.last || seen.moment != FrameObservation::Moment::kMerged) return;
   // The buffers have their size already: nothing is allocated inside the library's call.
-  std::copy(self->result_.begin(), self->result_.end(), self->kept_.image.begin());
+  std::copy_n(self->merge_.result().y, self->kept_.image.size(), self->kept_.image.begin());
   std::copy_n(seen.weight_map, self->kept_.weights.size(), self->kept_.weights.begin());
   self->kept_.peak_level = seen.peak_level;
   self->kept_.luma_level = seen.luma_level;
 }
 
 void TunePipeline::RunAll(const MfConfig& config) {
-  session_->config = config;
-  const int total = burst_.total();
-  for (int i = 0; i < total; ++i) {
-    const MfFrameExtra extra = {0, burst_.fused ? 1 : 0, 0, i};
-    const int32_t tag = i == 0 ? ZOLT_MF_TAG_FIRST : i == total - 1 ? ZOLT_MF_TAG_LAST : ZOLT_MF_TAG_MIDDLE;
-    const int32_t code =
-        zolt_mfNoiseReduction(session_.get(), burst_.frames[i].data(), result_.data(), burst_.padded_height,
-                              burst_.padded_width, tag, total, ZOLT_MF_FORMAT_I420, burst_.iso, &extra);
-    if (code != ZOLT_MF_OK) {
-      throw LibraryRefused(
-          code, burst_.folder + ", frame " + std::to_string(i + 1) + " of " + std::to_string(total));
+  Check(merge_.Start(config, iso_, work_, reference_.data()));
+  for (const Placed& frame : placed_) {
+    if (!frame.fuse) {
+      Check(merge_.Fold(frame.index, frame.block.data(), frame.outside.data(), frame.motion));
+    } else if (merge_.merged() >= MergeSession::kFewestFused) {
+      Check(merge_.Fuse(frame.index, frame.block.data(), frame.motion));
     }
   }
+  if (!merge_.ended()) Check(merge_.End());
 }
 
 void TunePipeline::MergeUnder(const MfConfig& config) {
-  std::vector<int32_t> keys = MergeKeys(config, burst_.iso);
+  std::vector<int32_t> keys = MergeKeys(config, iso_);
   if (keys == merged_under_) return;
   merged_under_.clear();
-  kept_.image.resize(result_.size());
-  kept_.weights.resize(result_.size() / 3 * 2);
-  SetFrameObserver(&Hear, this);
-  try {
-    RunAll(config);
-  } catch (...) {
-    SetFrameObserver(nullptr, nullptr);
-    throw;
-  }
-  SetFrameObserver(nullptr, nullptr);
-  kept_.folded = session_->IIRImgNum;
+  kept_.image.resize(static_cast<size_t>(work_.block_size()));
+  kept_.weights.resize(static_cast<size_t>(work_.pixels()));
+  const Observing observing(&Hear, this);
+  RunAll(config);
+  kept_.folded = merge_.merged();
   merged_under_ = std::move(keys);
 }
 
-// The end of the last frame's call, with nothing to fold: a frame that has moved throughout is left out.
+// The end of the burst, with nothing to fold: a frame that has moved throughout is left out.
 void TunePipeline::Filter(const MfConfig& config, std::vector<uint8_t>* image) {
-  const int width = burst_.padded_width;
-  const int height = burst_.padded_height;
-  const YuvImage output = PlanarImage(image->data(), width, height);
-  uint32_t moved = static_cast<uint32_t>(width) * static_cast<uint32_t>(height);
+  const YuvImage output = PlanarImage(image->data(), work_.work_width, work_.work_height);
+  auto moved = static_cast<uint32_t>(work_.pixels());
   int32_t folded = kept_.folded;
-  scratch_.resize(FilterScratchSize(width, height));
+  scratch_.resize(FilterScratchSize(work_));
   DenoiseFrame frame = {};
   frame.context.images = {{output, output}, 2};
   frame.context.ghost = {nullptr, &moved};
   frame.context.fusionScratch = scratch_.data();
   frame.context.fusionScratchSize = scratch_.size();
   NrParameters& nr = frame.context.nr;
-  nr = TunedNrParameters(SelectIsoParameters(burst_.iso, config));
+  nr = TunedNrParameters(SelectIsoParameters(iso_, config));
   nr.weightMap = kept_.weights.data();
-  nr.frameTotal = static_cast<uint8_t>(burst_.total());
+  nr.frameTotal = static_cast<uint8_t>(std::max(2, kept_.folded));
   nr.iirImgNum = &folded;
   nr.lastFrame = 1;
-  nr.iso = burst_.iso;
+  nr.iso = iso_;
   nr.peakLevel = kept_.peak_level;
   nr.lumaLevel = kept_.luma_level;
   FrameWatch watch;
+  const EngineMemory engine(&memory_);
   const int32_t code = MultiDeNoise(&frame, output, &watch);
-  if (code != ZOLT_MF_OK) throw LibraryRefused(code, burst_.folder);
+  if (code != 0) throw LibraryRefused(ZOLT_BURST_NO_MEMORY, burst_.folder);
 }
 
-YuvPicture TunePipeline::PictureOf(const std::vector<uint8_t>& image) const {
-  return Cropped(PictureFromRaw(image.data(), burst_.padded_width, burst_.padded_height, RawLayout::kI420),
-                 burst_.width, burst_.height);
+YuvPicture TunePipeline::PictureOf(std::vector<uint8_t>* image) const {
+  return PictureInside(PlanarImage(image->data(), work_.work_width, work_.work_height), work_);
 }
 
 YuvPicture TunePipeline::Merged(const MfConfig& config) {
   MergeUnder(config);
-  return PictureOf(kept_.image);
+  return PictureOf(&kept_.image);
 }
 
 YuvPicture TunePipeline::Finished(const MfConfig& config) {
   if (burst_.fused) {
     RunAll(config);
-    return PictureOf(result_);
+    return PictureInside(merge_.result(), work_);
   }
   MergeUnder(config);
-  std::copy(kept_.image.begin(), kept_.image.end(), result_.begin());
-  Filter(config, &result_);
-  return PictureOf(result_);
+  std::vector<uint8_t> image = kept_.image;
+  Filter(config, &image);
+  return PictureOf(&image);
 }
 
 }  // namespace zolt

@@ -1,36 +1,45 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
-#include <string>
 #include <vector>
 
+#include "burst/alignment_motion.h"
+#include "burst/burst_memory.h"
+#include "burst/merge_session.h"
+#include "burst/work_geometry.h"
 #include "config/configuration.h"
 #include "media/picture.h"
 #include "session/debug_observer.h"
 #include "tune/tune_burst.h"
-#include "zolt_mfdenoise.h"
 
 namespace zolt {
 
-/// One burst through the library under one tuning after another. The merged frames are kept, so that a tuning
-/// that differs in its spatial keys alone costs no more than the filter. One thread of a process at a time.
+/// One burst through the library under one tuning after another. Its frames are aligned once; the merged
+/// image is kept, so that a tuning that differs in its spatial keys alone costs no more than the filter. One
+/// thread of a process at a time.
 class TunePipeline {
  public:
-  /// `burst` outlives this. `config_folder` opens the session; its values are not used. LibraryRefused.
-  TunePipeline(const TuneBurst& burst, const std::string& config_folder);
-  ~TunePipeline();
+  /// `burst` outlives this. Where its noise is to be measured, `config` tells the bands. LibraryRefused.
+  TunePipeline(const TuneBurst& burst, const MfConfig& config);
   TunePipeline(const TunePipeline&) = delete;
   TunePipeline& operator=(const TunePipeline&) = delete;
 
+  /// The burst's, or what its measured noise amounts to.
+  int iso() const { return iso_; }
+
   /// The frames folded together, before any spatial filter; not for a fused burst. LibraryRefused.
   YuvPicture Merged(const MfConfig& config);
-  /// What the library's functions return for the burst, byte for byte. LibraryRefused.
+  /// What zolt_burst_denoise gives for the burst with this tuning and ISO and reference 0, byte for byte.
+  /// LibraryRefused.
   YuvPicture Finished(const MfConfig& config);
 
  private:
-  struct EndSession {
-    void operator()(MfSession* session) const { zolt_mfUnInitialize(session); }
+  /// A frame that takes part, in its place.
+  struct Placed {
+    int index;
+    bool fuse;
+    Homography motion;
+    std::vector<uint8_t> block, outside;
   };
   struct Kept {
     std::vector<uint8_t> image;    // planar, merged
@@ -41,14 +50,20 @@ class TunePipeline {
   };
 
   static void Hear(void* user, const FrameObservation& seen);
+  void PlaceFrames(const MfConfig& config);
+  void Check(int32_t result) const;
   void RunAll(const MfConfig& config);
   void MergeUnder(const MfConfig& config);
   void Filter(const MfConfig& config, std::vector<uint8_t>* image);
-  YuvPicture PictureOf(const std::vector<uint8_t>& image) const;
+  YuvPicture PictureOf(std::vector<uint8_t>* image) const;
 
   const TuneBurst& burst_;
-  std::unique_ptr<MfSession, EndSession> session_;
-  std::vector<uint8_t> result_;
+  const WorkGeometry work_;
+  int iso_ = 0;
+  std::vector<uint8_t> reference_;  // as the merge takes it
+  std::vector<Placed> placed_;
+  BurstMemory memory_;
+  MergeSession merge_;
   std::vector<int32_t> merged_under_;  // the keys that decided what is kept; empty: nothing is
   Kept kept_;
   std::vector<uint8_t> scratch_;

@@ -52,7 +52,7 @@ double Trail(const std::vector<double>& errors, const std::vector<double>& first
 }  // namespace
 
 TuneJudge::TuneJudge(const TuneBurst& burst, int border)
-    : truth_(Inside(burst.truth, border)), border_(border), first_(ErrorsOf(burst.first)) {}
+    : truth_(Inside(burst.truth, border)), border_(border), first_(ErrorsOf(burst.first())) {}
 
 TuneJudge::Errors TuneJudge::ErrorsOf(const YuvPicture& picture) const {
   const YuvPicture inside = Inside(picture, border_);

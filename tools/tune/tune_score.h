@@ -22,6 +22,7 @@ struct TuneFigures {
 struct TuneScore {
   TuneFigures merged;  // the frames folded together, without a filter; of a fused burst the first frame
   TuneFigures result;
+  int iso = 0;  // that it went through the library with
 };
 
 /// What the tuning is for; docs/tune.md tells the formula.

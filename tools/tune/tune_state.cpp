@@ -11,12 +11,6 @@ namespace {
 
 constexpr std::chrono::seconds kBetweenSaves(5);
 
-volatile std::sig_atomic_t stop_heard = 0;
-
-void HearStop(int) {
-  stop_heard = 1;
-}
-
 }  // namespace
 
 TuneState::TuneState(const std::string& path, const std::string& fingerprint)
@@ -55,24 +49,6 @@ void TuneState::Save() {
   const nlohmann::ordered_json j = {{"fingerprint", fingerprint_}, {"values", values_}};
   WriteWhole(path_, j.dump(1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
   saved_ = std::chrono::steady_clock::now();
-}
-
-StopRequest::StopRequest() {
-  stop_heard = 0;
-  struct sigaction action = {};
-  action.sa_handler = &HearStop;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
-  sigaction(SIGINT, &action, &interrupt_);
-  sigaction(SIGTERM, &action, &terminate_);
-}
-
-StopRequest::~StopRequest() {
-  sigaction(SIGINT, &interrupt_, nullptr);
-  sigaction(SIGTERM, &terminate_, nullptr);
-}
-
-bool StopRequest::Heard() {
-  return stop_heard != 0;
 }
 
 }  // namespace zolt

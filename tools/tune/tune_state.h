@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <csignal>
 #include <map>
 #include <optional>
 #include <string>
@@ -31,21 +30,6 @@ class TuneState {
   bool resumed_ = false;
   std::map<std::string, std::map<std::string, double>> values_;
   std::chrono::steady_clock::time_point saved_ = std::chrono::steady_clock::now();
-};
-
-/// Ctrl-C and SIGTERM, while one of these lives: the first is kept to be asked for, a second one ends the
-/// process as ever.
-class StopRequest {
- public:
-  StopRequest();
-  ~StopRequest();
-  StopRequest(const StopRequest&) = delete;
-  StopRequest& operator=(const StopRequest&) = delete;
-
-  static bool Heard();
-
- private:
-  struct sigaction interrupt_, terminate_;  // as they were before
 };
 
 }  // namespace zolt

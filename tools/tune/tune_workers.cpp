@@ -55,15 +55,16 @@ bool ReceiveAll(int channel, void* data, size_t size) {
 // One burst in a worker process: opened by the first request that names it.
 class Bench {
  public:
-  Bench(const TuneBurst& burst, const std::string& config_folder, int border, bool with_ssim)
+  Bench(const TuneBurst& burst, const MfConfig& config, int border, bool with_ssim)
       : fused_(burst.fused),
         with_ssim_(with_ssim),
-        first_(&burst.first),
+        first_(&burst.first()),
         judge_(burst, border),
-        pipeline_(burst, config_folder) {}
+        pipeline_(burst, config) {}
 
   TuneScore Score(const Request& request) {
     TuneScore score;
+    score.iso = pipeline_.iso();
     score.merged = judge_.Judge(fused_ ? *first_ : pipeline_.Merged(request.config), with_ssim_);
     score.result = request.depth == TuneWorkers::Depth::kMerged
                        ? score.merged
@@ -87,15 +88,14 @@ Reply Failed(int code, const char* text) {
 }
 
 // Answers requests until the parent closes the channel.
-void Serve(int channel, const std::vector<const TuneBurst*>& bursts, const std::string& config_folder,
-           int border, bool with_ssim) {
+void Serve(int channel, const std::vector<const TuneBurst*>& bursts, int border, bool with_ssim) {
   std::vector<std::unique_ptr<Bench>> benches(bursts.size());
   Request request;
   while (ReceiveAll(channel, &request, sizeof request)) {
     for (size_t i = 0; i < bursts.size(); ++i) {
       Reply reply = {};
       try {
-        if (!benches[i]) benches[i] = std::make_unique<Bench>(*bursts[i], config_folder, border, with_ssim);
+        if (!benches[i]) benches[i] = std::make_unique<Bench>(*bursts[i], request.config, border, with_ssim);
         reply.score = benches[i]->Score(request);
       } catch (const ToolError& e) {
         reply = Failed(e.code(), e.what());
@@ -109,13 +109,12 @@ void Serve(int channel, const std::vector<const TuneBurst*>& bursts, const std::
 
 // What the library has to do for it, in arbitrary units.
 double Load(const TuneBurst& burst) {
-  return double(burst.padded_width) * burst.padded_height * (burst.total() + 1);
+  return double(burst.width()) * burst.height() * (burst.total() + 1);
 }
 
 }  // namespace
 
-TuneWorkers::TuneWorkers(const std::vector<const TuneBurst*>& bursts, const std::string& config_folder,
-                         int border, bool with_ssim, int jobs)
+TuneWorkers::TuneWorkers(const std::vector<const TuneBurst*>& bursts, int border, bool with_ssim, int jobs)
     : count_(bursts.size()) {
   workers_.resize(std::min(bursts.size(), static_cast<size_t>(std::max(1, jobs))));
   // The largest first, each to whoever has the least to do.
@@ -130,15 +129,15 @@ TuneWorkers::TuneWorkers(const std::vector<const TuneBurst*>& bursts, const std:
     least->load += Load(*bursts[i]);
   }
   try {
-    for (Worker& worker : workers_) Start(&worker, bursts, config_folder, border, with_ssim);
+    for (Worker& worker : workers_) Start(&worker, bursts, border, with_ssim);
   } catch (...) {
     End();
     throw;
   }
 }
 
-void TuneWorkers::Start(Worker* worker, const std::vector<const TuneBurst*>& bursts,
-                        const std::string& config_folder, int border, bool with_ssim) {
+void TuneWorkers::Start(Worker* worker, const std::vector<const TuneBurst*>& bursts, int border,
+                        bool with_ssim) {
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
     FailFile(std::string("a channel to a worker process can't be opened: ") + std::strerror(errno));
@@ -161,7 +160,7 @@ void TuneWorkers::Start(Worker* worker, const std::vector<const TuneBurst*>& bur
     if (nowhere >= 0) dup2(nowhere, STDERR_FILENO);
     std::vector<const TuneBurst*> own;
     for (const size_t i : worker->bursts) own.push_back(bursts[i]);
-    Serve(ends[1], own, config_folder, border, with_ssim);
+    Serve(ends[1], own, border, with_ssim);
     _exit(0);
   }
   close(ends[1]);

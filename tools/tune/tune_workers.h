@@ -21,8 +21,7 @@ class TuneWorkers {
   };
 
   /// At most `jobs` processes. ToolError (file) if none can be started.
-  TuneWorkers(const std::vector<const TuneBurst*>& bursts, const std::string& config_folder, int border,
-              bool with_ssim, int jobs);
+  TuneWorkers(const std::vector<const TuneBurst*>& bursts, int border, bool with_ssim, int jobs);
   ~TuneWorkers();
   TuneWorkers(const TuneWorkers&) = delete;
   TuneWorkers& operator=(const TuneWorkers&) = delete;
@@ -38,8 +37,7 @@ class TuneWorkers {
     double load = 0;
   };
 
-  void Start(Worker* worker, const std::vector<const TuneBurst*>& bursts, const std::string& config_folder,
-             int border, bool with_ssim);
+  void Start(Worker* worker, const std::vector<const TuneBurst*>& bursts, int border, bool with_ssim);
   void End();
 
   size_t count_;

@@ -199,7 +199,7 @@ TEST_F(Batch, TheProgramRunsItselfForEachBurst) {
   ASSERT_EQ(Run({"simulate", "-o", Path("burst"), "--crop", "128x96", "--frames", "2"}), kExitDone);
   WriteWhole(Path("list"), Path("burst") + " -o " + Path("1.png") + "\n" + Path("none") + " -o " +
                                Path("2.png") + "\n" + Path("burst") + " -o " + Path("3.y4m") +
-                               " --iso 400\n");
+                               " --iso 400 --reference 1\n");
   const std::string command = std::string(ZOLT_BURST) + " batch " + Path("list");
   EXPECT_EQ(WEXITSTATUS(std::system((command + " > " + Path("results")).c_str())), kExitSomeFailed);
   std::map<int, nlohmann::json> results = Results();
@@ -208,6 +208,7 @@ TEST_F(Batch, TheProgramRunsItselfForEachBurst) {
   EXPECT_EQ(results[2]["exit"], kExitFile);
   EXPECT_NE(results[2]["error"].get<std::string>().find(Path("none")), std::string::npos);
   EXPECT_EQ(results[3]["result"]["iso"], 400);
+  EXPECT_EQ(results[3]["result"]["reference"], 1);
   EXPECT_TRUE(std::filesystem::exists(Path("1.png")) && std::filesystem::exists(Path("3.y4m")));
   EXPECT_FALSE(std::filesystem::exists(Path("2.png")));
   // A file whose extension is unknown, a list that is not there, a folder in its place, and --resume of

@@ -23,10 +23,10 @@ class ToolProgram : public ToolFolder {
     return code;
   }
 
-  // A small burst of four frames in burst/, at a sensitivity where each frame is clearly noisy.
-  void Simulate(std::vector<std::string> more = {}) {
-    std::vector<std::string> arguments = {"simulate", "-o", Path("burst"), "--crop", "264x200",
-                                          "--frames", "4",  "--iso",       "3200"};
+  // A small burst in burst/, at a sensitivity where each frame is clearly noisy.
+  void Simulate(std::vector<std::string> more = {}, const std::string& frames = "4") {
+    std::vector<std::string> arguments = {"simulate", "-o",   Path("burst"), "--crop", "264x200",
+                                          "--frames", frames, "--iso",       "3200"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     ASSERT_EQ(Run(arguments), kExitDone) << err_;
   }

@@ -1,11 +1,9 @@
 // The tuning: that what it measures is what the library returns, and that it can be stopped, resumed and
 // refused.
 #include <gtest/gtest.h>
-#include <sys/time.h>
 
 #include <algorithm>
 #include <cmath>
-#include <csignal>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -17,6 +15,7 @@
 #include "denoise/denoise_run.h"
 #include "media/media_read.h"
 #include "media/media_write.h"
+#include "tools/support/interrupt_soon.h"
 #include "tools/support/tool_program.h"
 #include "tune/tune_burst.h"
 #include "tune/tune_command.h"
@@ -42,11 +41,9 @@ class Tune : public ToolProgram {
     return Path(name);
   }
 
-  MfConfig Shipped() { return ReadTuneFile(ShippedConfigFolder() + "/multiframe.xml"); }
-
   // A folder with a tuning that anyone can better: every band filters far too much.
   std::string PoorStart() {
-    MfConfig config = Shipped();
+    MfConfig config = ReadTuning("");
     for (IsoBand& band : config.bands) {
       for (const TuneKey& key : LumaKeys() + ChromaKeys()) key.Set(&band, key.Value(0.9));
       for (const TuneKey& key : GhostKeys(false)) key.Set(&band, key.Value(0.7));
@@ -58,75 +55,51 @@ class Tune : public ToolProgram {
   }
 };
 
-// Sends this process Ctrl-C as soon as somebody listens; before that it would end the test. By a timer and
-// not by a thread, as processes are forked meanwhile.
-class InterruptSoon {
- public:
-  InterruptSoon() {
-    std::signal(SIGINT, SIG_IGN);
-    struct sigaction action = {};
-    action.sa_handler = [](int) {
-      struct sigaction now = {};
-      sigaction(SIGINT, nullptr, &now);
-      if (now.sa_handler == SIG_IGN) return;
-      SetTimer(0);
-      kill(getpid(), SIGINT);
-    };
-    action.sa_flags = SA_RESTART;
-    sigaction(SIGALRM, &action, nullptr);
-    SetTimer(30000);
-  }
-  ~InterruptSoon() {
-    SetTimer(0);
-    std::signal(SIGALRM, SIG_DFL);
-    std::signal(SIGINT, SIG_DFL);
-  }
-  InterruptSoon(const InterruptSoon&) = delete;
-  InterruptSoon& operator=(const InterruptSoon&) = delete;
-
- private:
-  static void SetTimer(int microseconds) {
-    const itimerval timer = {{0, microseconds}, {0, microseconds}};
-    setitimer(ITIMER_REAL, &timer, nullptr);
-  }
-};
-
 void ExpectEqual(const YuvPicture& a, const YuvPicture& b) {
   EXPECT_EQ(a.y, b.y);
   EXPECT_EQ(a.u, b.u);
   EXPECT_EQ(a.v, b.v);
 }
 
-// The shortcut past the merge must give what denoise gives, for both filters and for sides that are padded.
+// The shortcut past the merge must give what denoise gives, for both filters, for a last frame that is fused,
+// for one that is left out, and where the noise is measured.
 TEST_F(Tune, EveryTuningIsMeasuredOnTheLibrarysOwnResult) {
-  MfConfig config = Shipped();
-  for (const auto& [name, frames, more] :
-       {std::tuple<std::string, int, std::vector<std::string>>{"few", 3, {"--ghost"}},
-        {"many", 5, {}},
-        {"fused", 6, {"--last-ev", "1"}}}) {
+  MfConfig config = ReadTuning("");
+  config.LumaEnhancementFlag = 1;
+  config.lumaTH = config.peakTH = 2560;
+  config.maxGain = 20;
+  for (const auto& [name, frames, more, measured] :
+       {std::tuple<std::string, int, std::vector<std::string>, bool>{"few", 3, {"--ghost"}, false},
+        {"many", 5, {}, true},
+        {"darker", 5, {"--last-ev", "-1"}, false},
+        {"fused", 6, {"--last-ev", "1"}, false}}) {
     const std::string folder = Simulate(name, frames, 1600, more);
-    const TuneBurst burst = LoadTuneBurst(folder, {-1, 16, true});
-    TunePipeline pipeline(burst, ShippedConfigFolder());
-    IsoBand& band = config.bands[4];
+    TuneBurst burst = LoadTuneBurst(folder, {-1, 16, true});
+    if (measured) burst.iso = 0;
+    TunePipeline pipeline(burst, config);
     for (const int strength : {-120, -60, -20}) {
-      band.lumaHF1 = band.lumaHF2 = strength;
-      band.lumaTH_High = strength == -20 ? 480 : 96;
-      band.detail = strength;
-      band.fusion_low = 128 + strength;
+      for (IsoBand& band : config.bands) {
+        band.lumaHF1 = band.lumaHF2 = strength;
+        band.lumaTH_High = strength == -20 ? 480 : 96;
+        band.detail = strength;
+        band.fusion_low = 128 + strength;
+      }
       DenoiseSettings settings;
       settings.config_folder = Path("tuning");
-      settings.iso = 1600;
-      settings.fusion = burst.fused ? Fusion::kOn : Fusion::kOff;
+      settings.iso = burst.iso;
+      settings.reference = 0;
       std::filesystem::create_directories(settings.config_folder);
       WriteWhole(settings.config_folder + "/multiframe.xml", TuneFileText(config, {}));
-      const DenoiseResult expected = DenoiseBurst(LoadBurst({{folder}}).frames, settings);
+      const DenoiseResult expected = DenoiseBurst(burst.frames, settings);
+      EXPECT_EQ(pipeline.iso(), expected.report.iso);
+      EXPECT_EQ(expected.report.fused != 0, burst.fused);
       ExpectEqual(pipeline.Finished(config), expected.picture);
     }
   }
 }
 
 TEST_F(Tune, AFileHoldsWhatWasWrittenAndNothingToFindFaultWith) {
-  MfConfig config = Shipped();
+  MfConfig config = ReadTuning("");
   config.ghostTH = 0.125f;
   for (int band = 0; band < kIsoBands; ++band) {
     for (int i = 0; i < kChromaNrEntries; ++i) config.bands[band].chromaNrLUT[i] = 40 * band + i;
@@ -196,15 +169,15 @@ TEST_F(Tune, KeysKeepTheirValuesOnTheWayThroughTheSearch) {
 // A trail is local harm: it counts although the picture as a whole became better.
 TEST_F(Tune, TrailsCountWhereverABlockGotWorse) {
   TuneBurst burst;
-  burst.width = burst.height = 288;
-  burst.truth = burst.first = YuvPicture(288, 288);
-  for (size_t i = 0; i < burst.first.y.size(); ++i) burst.first.y[i] = i % 2 == 0 ? 10 : 0;
+  burst.truth = YuvPicture(288, 288);
+  burst.frames = {burst.truth};
+  for (size_t i = 0; i < burst.truth.y.size(); ++i) burst.frames[0].y[i] = i % 2 == 0 ? 10 : 0;
   const TuneJudge judge(burst, 16);
   YuvPicture clean = burst.truth;
   EXPECT_EQ(judge.Judge(clean, false).trail_luma, 0);
-  EXPECT_EQ(judge.Judge(burst.first, false).trail_luma, 0);
+  EXPECT_EQ(judge.Judge(burst.first(), false).trail_luma, 0);
   EXPECT_EQ(judge.Judge(clean, false).psnr_luma, 99);
-  EXPECT_NEAR(judge.Judge(burst.first, false).psnr_luma, 10 * std::log10(255 * 255 / 50.0), 1e-9);
+  EXPECT_NEAR(judge.Judge(burst.first(), false).psnr_luma, 10 * std::log10(255 * 255 / 50.0), 1e-9);
 
   YuvPicture smeared = clean;
   for (int y = 16; y < 32; ++y) {
@@ -245,7 +218,7 @@ TEST_F(Tune, AStoppedTuningGoesOnToTheSameFile) {
   EXPECT_NE(text.find("as in the file that the tuning started from"), std::string::npos);
 
   std::vector<TuneBurst> bursts = {LoadTuneBurst(small, {}), LoadTuneBurst(moving, {})};
-  TuneWorkers workers({&bursts[0], &bursts[1]}, ShippedConfigFolder(), 16, false, 2);
+  TuneWorkers workers({&bursts[0], &bursts[1]}, 16, false, 2);
   const auto mean = [&](const MfConfig& config) {
     return MeanScore(workers.Evaluate(config, TuneWorkers::Depth::kResult)).result;
   };
@@ -254,7 +227,7 @@ TEST_F(Tune, AStoppedTuningGoesOnToTheSameFile) {
 
   int code = kExitDone;
   {
-    const InterruptSoon interrupt;
+    const InterruptSoon interrupt(30000);
     code = tune("part.xml", {"--jobs", "1"});
   }
   EXPECT_EQ(code, kExitStopped) << "the run ended before it could be stopped";
@@ -287,7 +260,7 @@ TEST_F(Tune, WhatCantServeIsRefusedByName) {
     EXPECT_NE(text.find(why), std::string::npos) << text;
     EXPECT_NE(text.find(folder), std::string::npos) << text;
   };
-  refused(Simulate("flat", 2, 400, {}, "264x248"), {}, "below 256");
+  Simulate("flat", 2, 400, {}, "264x248");
   refused(Simulate("ev", 5, 400, {"--last-ev", "1"}), {}, "--fusion");
   refused(Simulate("short", 3, 400, {"--last-ev", "1"}), {-1, 16, true}, "5 frames");
   const std::string good = Simulate("good", 2, 400);
@@ -301,12 +274,12 @@ TEST_F(Tune, WhatCantServeIsRefusedByName) {
   };
   copy("frame-0.png", "IMG_1.png");
   copy("truth.png", "truth.png");
-  refused(shots, {}, "a burst needs 2");
+  refused(shots, {250, 16, false}, "a single frame");
   copy("frame-1.png", "IMG_2.png");
   refused(shots, {}, "--iso");
   const TuneBurst burst = LoadTuneBurst(shots, {250, 16, false});
   EXPECT_EQ(burst.iso, 250);
-  ExpectEqual(burst.first, ReadPicture(good + "/frame-0.png"));
+  ExpectEqual(burst.first(), ReadPicture(good + "/frame-0.png"));
   std::filesystem::remove(shots + "/truth.png");
   refused(shots, {250, 16, false}, "truth");
   std::filesystem::copy_file(Path("flat/truth.png"), shots + "/truth.png");
@@ -339,6 +312,11 @@ TEST_F(Tune, MeasureTellsEachStage) {
   EXPECT_GT(told["merged"]["psnr_luma"], told["first"]["psnr_luma"]);
   std::getline(lines, line);
   EXPECT_FALSE(nlohmann::json::parse(line).contains("mean"));
+  EXPECT_EQ(nlohmann::json::parse(line)["iso"], 1600);
+  ASSERT_EQ(Run({"measure", still, "--iso", "400", "--json"}), kExitDone) << err_;
+  EXPECT_EQ(nlohmann::json::parse(out_)["iso"], 400);
+  EXPECT_EQ(nlohmann::json::parse(out_)["told_iso"], 1600);
+  EXPECT_EQ(Run({"measure", still, "--iso", "none"}), kExitUsage);
   EXPECT_EQ(Run({"simulate", "-o", Path("x"), "--mean", "--ghost"}), kExitUsage);
 }
 
