@@ -4,6 +4,7 @@
 #include <cmath>
 #include <new>
 
+#include "burst/fine_finish.h"
 #include "burst/iso_estimate.h"
 #include "burst/sharpness.h"
 #include "burst/tuning.h"
@@ -60,8 +61,8 @@ bool Takes(const FrameState& state) {
 
 BurstRun::BurstRun(const zolt_burst_options& options, const MfConfig& config, BurstMemory* memory)
     : options_(options), config_(config), memory_(memory), started_(Clock::now()) {
-  report_.mode = ZOLT_BURST_FAST;
-  report_.fell_back = options.mode == ZOLT_BURST_FINE;
+  const bool fits = options.mode == ZOLT_BURST_FINE && options.memory_limit == 0;
+  report_.mode = fits ? ZOLT_BURST_FINE : ZOLT_BURST_FAST;
 }
 
 void BurstRun::Check(int32_t result) {
@@ -260,10 +261,26 @@ void BurstRun::Merge(const zolt_burst_picture& frame, FrameState* state) {
   if (merge_->merged() == before) state->told.use = ZOLT_BURST_MOVED;
 }
 
-void BurstRun::Finish(const zolt_burst_picture& output, const zolt_burst_picture* reference) {
+void BurstRun::Finish(const zolt_burst_picture& output, const zolt_burst_picture& reference) {
   report_.merged = merge_->merged() + report_.fused;
-  if (!merge_->ended()) Check(merge_->End());
-  Progress(1);
+  FineFinish fine(memory_);
+  const bool wants_fine = report_.mode == ZOLT_BURST_FINE && !merge_->ended();
+  if (wants_fine && fine.Finish(*merge_, work_, reference)) {
+    Progress(1);
+    WritePicture(fine.luma(), fine.chroma(), &reference, output, memory_);
+  } else {
+    report_.fell_back = options_.mode == ZOLT_BURST_FINE;
+    report_.mode = ZOLT_BURST_FAST;
+    if (!merge_->ended()) Check(merge_->End());
+    Progress(1);
+    WriteResult(output, reference);
+  }
+  report_.frames = static_cast<int32_t>(frames_.size());
+  report_.peak_memory = memory_->peak();
+  report_.milliseconds = std::chrono::duration<float, std::milli>(Clock::now() - started_).count();
+}
+
+void BurstRun::WriteResult(const zolt_burst_picture& output, const zolt_burst_picture& reference) {
   const YuvImage& result = merge_->result();
   const ptrdiff_t pitch = result.pitch, half = pitch / 2;
   const PlaneView luma = {result.y + work_.top * pitch + work_.left, work_.width, work_.height, pitch};
@@ -271,10 +288,7 @@ void BurstRun::Finish(const zolt_burst_picture& output, const zolt_burst_picture
     return PlaneView{plane + work_.top / 2 * half + work_.left / 2, HalfOf(work_.width), HalfOf(work_.height),
                      half};
   };
-  WritePicture(luma, {chroma(result.u), chroma(result.v)}, reference, output, memory_);
-  report_.frames = static_cast<int32_t>(frames_.size());
-  report_.peak_memory = memory_->peak();
-  report_.milliseconds = std::chrono::duration<float, std::milli>(Clock::now() - started_).count();
+  WritePicture(luma, {chroma(result.u), chroma(result.v)}, &reference, output, memory_);
 }
 
 void BurstRun::Run(const zolt_burst_picture* const* frames, int count, const zolt_burst_picture& output) {
@@ -284,7 +298,7 @@ void BurstRun::Run(const zolt_burst_picture* const* frames, int count, const zol
     if (Takes(frames_[i])) Merge(*frames[i], &frames_[i]);
     Progress((count + 1 + i) / Steps(count));
   }
-  Finish(output, frames[report_.reference]);
+  Finish(output, *frames[report_.reference]);
 }
 
 void BurstRun::Choose(const zolt_burst_picture* const* frames, int count) {
@@ -344,7 +358,7 @@ void BurstRun::End(const zolt_burst_picture& reference, const zolt_burst_picture
     const zolt_burst_picture* alone = &reference;
     StartOfKnownLength(&alone, 1);
   }
-  Finish(output, &reference);
+  Finish(output, reference);
 }
 
 }  // namespace zolt

@@ -69,7 +69,8 @@ class BurstRun {
   void StartOfKnownLength(const zolt_burst_picture* const* frames, int count);
   void StartMerge();
   void Merge(const zolt_burst_picture& frame, FrameState* state);
-  void Finish(const zolt_burst_picture& output, const zolt_burst_picture* reference);
+  void Finish(const zolt_burst_picture& output, const zolt_burst_picture& reference);
+  void WriteResult(const zolt_burst_picture& output, const zolt_burst_picture& reference);
   void Progress(double done);
   static void Check(int32_t result);
 

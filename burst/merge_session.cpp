@@ -109,4 +109,8 @@ YuvImage MergeSession::first() const {
   return PlanarImage(session_->Region(kFirstFrame), work_.work_width, work_.work_height);
 }
 
+const uint8_t* MergeSession::weights() const {
+  return session_->Region(kWeightMap);
+}
+
 }  // namespace zolt

@@ -42,6 +42,8 @@ class MergeSession {
   const YuvImage& result() const { return result_; }
   /// The reference as it was given, until the burst has ended.
   YuvImage first() const;
+  /// Work size, 25 for each frame merged beyond the first; until the burst has ended.
+  const uint8_t* weights() const;
 
  private:
   struct CloseSession {
