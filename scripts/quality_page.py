@@ -28,7 +28,7 @@ photographs that the tuning did not see: {photographs}. All figures are against 
 - *Result*: what the library returns.
 
 Where the merge lies below the first frame, it is soft: frames are interpolated, and in fine texture that costs more
-than the little noise of low ISOs. docs/tune.md tells how a camera that does not fuse avoids it.
+than the little noise of low ISOs.
 """
 
 
