@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "session/mf_session.h"
