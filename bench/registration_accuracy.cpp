@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "support/moving_scene.h"
+#include "moving_scene.h"
 
 namespace {
 
