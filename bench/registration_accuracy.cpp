@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "moving_scene.h"
+#include "support/moving_scene.h"
 
 namespace {
 

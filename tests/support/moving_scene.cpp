@@ -1,4 +1,4 @@
-#include "moving_scene.h"
+#include "support/moving_scene.h"
 
 #include <algorithm>
 #include <cmath>
