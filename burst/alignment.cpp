@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
-#include <vector>
 
 #include "burst/alignment_fit.h"
 #include "burst/alignment_search.h"
+#include "burst/layer_vector.h"
 #include "burst/tone_match.h"
 
 namespace zolt {
@@ -14,7 +14,7 @@ namespace zolt {
 struct AlignmentReference::Data {
   int width = 0, height = 0;
   Pyramid pyramid;
-  std::vector<TemplateLevel> levels;  // finest first
+  LayerVector<TemplateLevel> levels;  // finest first
 
   const TemplateLevel& Level(int k) const { return levels[static_cast<size_t>(k - pyramid.finest())]; }
 };
@@ -146,17 +146,17 @@ class PairAlignment {
   /// Whole shifts at the smallest level, best first. A large shift alone changes a histogram, so the
   /// pictures' tones are taken for different only where the shift that then fits is better than what fits
   /// without.
-  std::vector<ShiftScore> Shifts() {
+  LayerVector<ShiftScore> Shifts() {
     constexpr int kCount = 3;
     const int k = frame_.coarsest();
     const int reach = std::min(frame_.Level(k).width / 8 + 1, 24);
-    std::vector<ShiftScore> plain =
+    LayerVector<ShiftScore> plain =
         SearchShifts(reference_.pyramid.Level(k), frame_.Level(k), reach, reach, kCount, threads_);
     CompareTones(k, nullptr);
     if (!differs_) return plain;
     Level level = At(k);
     Prepare(&level);
-    std::vector<ShiftScore> mapped =
+    LayerVector<ShiftScore> mapped =
         SearchShifts(level.limited, *level.frame, reach, reach, kCount, threads_);
     return mapped[0].correlation > plain[0].correlation ? mapped : plain;
   }
@@ -164,7 +164,7 @@ class PairAlignment {
   /// The best of the places that the smallest level knows, the identity and the guess.
   Homography Start(const Homography* guess) {
     const int k = frame_.coarsest();
-    std::vector<Homography> places;
+    LayerVector<Homography> places;
     for (const ShiftScore& shift : Shifts())
       places.push_back(FromLevel(Homography::Translation(shift.x, shift.y), k));
     places.push_back(Homography::Identity());

@@ -5,6 +5,7 @@
 
 #include "burst/alignment_stripes.h"
 #include "burst/alignment_system.h"
+#include "burst/layer_vector.h"
 
 namespace zolt {
 namespace {
@@ -37,7 +38,7 @@ struct TilePlaces {
 };
 
 /// Value below which `share` of the entries lie; reorders them.
-float Quantile(std::vector<float>* values, double share) {
+float Quantile(LayerVector<float>* values, double share) {
   const auto place =
       values->begin() + static_cast<ptrdiff_t>(share * static_cast<double>(values->size() - 1));
   std::nth_element(values->begin(), place, values->end());
@@ -91,7 +92,7 @@ bool LevelFit::Tells(size_t tile) const {
 /// A quarter of the tiles is still and plain enough, in each band of brightness that has some.
 void LevelFit::MeasureNoise() {
   constexpr size_t kLeast = 24;
-  std::vector<float> values[kNoiseBins], all;
+  LayerVector<float> values[kNoiseBins], all;
   for (size_t i = 0; i < sums_.size(); ++i) {
     if (!Tells(i)) continue;
     const float square = static_cast<float>(sums_[i].rr) * (1.0f / kTilePixels);
@@ -110,7 +111,7 @@ void LevelFit::Weigh(double slack) {
   excess_.assign(sums_.size(), -1.0f);
   weights_.assign(sums_.size(), 0.0f);
   MeasureNoise();
-  std::vector<float> values;
+  LayerVector<float> values;
   values.reserve(static_cast<size_t>(valid_));
   const float allowed = static_cast<float>(slack * slack) * (0.25f / kTilePixels);
   for (size_t i = 0; i < sums_.size(); ++i) {
@@ -139,7 +140,7 @@ bool LevelFit::Run(MotionKind kind, int steps, double tolerance, double slack, H
   const TilePlaces places(reference_);
   const int width = reference_.width, height = reference_.height;
   Homography at = *motion;
-  std::vector<NormalEquations> rows(static_cast<size_t>(reference_.rows));
+  LayerVector<NormalEquations> rows(static_cast<size_t>(reference_.rows));
   for (int step = 0; step < steps; ++step) {
     Compare(at);
     if (valid_ < 1) return false;
@@ -170,7 +171,7 @@ bool LevelFit::Run(MotionKind kind, int steps, double tolerance, double slack, H
   return true;
 }
 
-double LevelFit::CorrelationOf(const std::vector<float>* weights) const {
+double LevelFit::CorrelationOf(const LayerVector<float>* weights) const {
   double covariance = 0, reference = 0, frame = 0;
   for (size_t i = 0; i < sums_.size(); ++i) {
     if (!sums_[i].valid) continue;

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <vector>
-
 #include "burst/alignment_tiles.h"
+#include "burst/layer_vector.h"
 
 namespace zolt {
 
@@ -59,7 +58,7 @@ class LevelFit {
   static constexpr int kNoiseBins = 16;
   static int NoiseBin(const TileTemplate& tile) { return tile.sum / (kTilePixels * 8192 / kNoiseBins); }
 
-  double CorrelationOf(const std::vector<float>* weights) const;
+  double CorrelationOf(const LayerVector<float>* weights) const;
   void Compare(const Homography& motion);
   bool Tells(size_t tile) const;
   void MeasureNoise();
@@ -73,9 +72,9 @@ class LevelFit {
   double offset_ = 0, slope_ = 0;
   float noise_[kNoiseBins] = {};  // mean squared difference of a still tile by brightness, Q5 squared
   float median_ = 0;              // of the excess
-  std::vector<TileSums> sums_;
-  std::vector<float> excess_;   // e of valid tiles, below 0 of others
-  std::vector<float> weights_;  // 0 of tiles outside the frame
+  LayerVector<TileSums> sums_;
+  LayerVector<float> excess_;   // e of valid tiles, below 0 of others
+  LayerVector<float> weights_;  // 0 of tiles outside the frame
 };
 
 }  // namespace zolt

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "burst/alignment_stripes.h"
+#include "burst/layer_vector.h"
 
 namespace zolt {
 namespace {
@@ -56,7 +57,7 @@ double CorrelationAt(const GreyPlane& reference, const GreyPlane& frame, int shi
 
 }  // namespace
 
-std::vector<ShiftScore> SearchShifts(const GreyPlane& reference, const GreyPlane& frame, int reach_x,
+LayerVector<ShiftScore> SearchShifts(const GreyPlane& reference, const GreyPlane& frame, int reach_x,
                                      int reach_y, int count, int threads) {
   reach_x = std::min(reach_x, reference.width / 2);
   reach_y = std::min(reach_y, reference.height / 2);
@@ -69,13 +70,13 @@ std::vector<ShiftScore> SearchShifts(const GreyPlane& reference, const GreyPlane
   }
   reach_x = std::max(reach_x, 1);
   const int columns = 2 * reach_x + 1, rows = 2 * reach_y + 1;
-  std::vector<double> map(static_cast<size_t>(columns) * rows);
+  LayerVector<double> map(static_cast<size_t>(columns) * rows);
   RunStripes(threads, rows, [&](int r) {
     for (int c = 0; c < columns; ++c) {
       map[static_cast<size_t>(r) * columns + c] = CorrelationAt(reference, frame, c - reach_x, r - reach_y);
     }
   });
-  std::vector<ShiftScore> found;
+  LayerVector<ShiftScore> found;
   for (int r = 0; r < rows; ++r) {
     for (int c = 0; c < columns; ++c) {
       const double here = map[static_cast<size_t>(r) * columns + c];

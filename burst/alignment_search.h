@@ -1,8 +1,7 @@
 #pragma once
 
-#include <vector>
-
 #include "burst/alignment_motion.h"
+#include "burst/layer_vector.h"
 #include "burst/pyramid.h"
 
 namespace zolt {
@@ -16,7 +15,7 @@ struct ShiftScore {
 /// Tries every whole shift of the frame up to `reach_x` and `reach_y` pixels and returns those which
 /// correlate best with the reference, local maxima only, best first, at most `count`. A shift has to leave
 /// half of each side. For the smallest level of a pyramid, where every shift is few operations.
-std::vector<ShiftScore> SearchShifts(const GreyPlane& reference, const GreyPlane& frame, int reach_x,
+LayerVector<ShiftScore> SearchShifts(const GreyPlane& reference, const GreyPlane& frame, int reach_x,
                                      int reach_y, int count, int threads);
 
 }  // namespace zolt

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 #include "burst/alignment_motion.h"
+#include "burst/layer_vector.h"
 #include "burst/pyramid.h"
 
 namespace zolt {
@@ -29,7 +29,7 @@ struct TemplateLevel {
   int width = 0, height = 0;  ///< of the plane
   int left = 0, top = 0;      ///< first pixel of the first tile
   int columns = 0, rows = 0;  ///< tiles
-  std::vector<TileTemplate> tiles;
+  LayerVector<TileTemplate> tiles;
 
   void Prepare(const GreyPlane& plane, int threads);
   int count() const { return columns * rows; }

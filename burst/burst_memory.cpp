@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "burst/layer_vector.h"
+
 namespace zolt {
 namespace {
 
@@ -96,6 +98,10 @@ void* BurstMemory::do_allocate(size_t bytes, size_t alignment) {
   void* block = alignment <= kAlignment ? Take(bytes) : nullptr;
   if (block == nullptr) throw std::bad_alloc();
   return block;
+}
+
+std::pmr::memory_resource* LayerMemory() {
+  return engine_memory;
 }
 
 EngineMemory::EngineMemory(BurstMemory* memory) : before_(engine_memory) {

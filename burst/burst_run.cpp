@@ -6,6 +6,7 @@
 
 #include "burst/fine_finish.h"
 #include "burst/iso_estimate.h"
+#include "burst/memory_need.h"
 #include "burst/sharpness.h"
 #include "burst/tuning.h"
 #include "config/iso_selection.h"
@@ -60,10 +61,7 @@ bool Takes(const FrameState& state) {
 }  // namespace
 
 BurstRun::BurstRun(const zolt_burst_options& options, const MfConfig& config, BurstMemory* memory)
-    : options_(options), config_(config), memory_(memory), started_(Clock::now()) {
-  const bool fits = options.mode == ZOLT_BURST_FINE && options.memory_limit == 0;
-  report_.mode = fits ? ZOLT_BURST_FINE : ZOLT_BURST_FAST;
-}
+    : options_(options), config_(config), memory_(memory), started_(Clock::now()) {}
 
 void BurstRun::Check(int32_t result) {
   if (result == ZOLT_BURST_NO_MEMORY) throw std::bad_alloc();
@@ -71,7 +69,8 @@ void BurstRun::Check(int32_t result) {
 }
 
 void BurstRun::Progress(double done) {
-  if (options_.progress != nullptr && options_.progress(options_.progress_user, done) != 0) {
+  done_ = std::max(done_, done);
+  if (options_.progress != nullptr && options_.progress(options_.progress_user, done_) != 0) {
     throw BurstStopped{ZOLT_BURST_CANCELLED};
   }
 }
@@ -113,7 +112,10 @@ void BurstRun::TakeReference(const zolt_burst_picture& frame) {
   const Stopwatch watch(&state.told.milliseconds);
   state.told.use = ZOLT_BURST_IS_REFERENCE;
   state.told.sharpness = state.told.gain = 1;
-  work_ = MakeWorkGeometry(frame.width, frame.height, 1);
+  work_ = MakeWorkGeometry(frame.width, frame.height);
+  const uint64_t fine = MemoryNeed(frame.width, frame.height, 0, ZOLT_BURST_FINE);
+  const bool fits = options_.memory_limit == 0 || fine <= options_.memory_limit;
+  report_.mode = options_.mode == ZOLT_BURST_FINE && fits ? ZOLT_BURST_FINE : ZOLT_BURST_FAST;
   OwnedPlane own(memory_);
   reference_ = std::make_unique<AlignmentReference>();
   if (!reference_->Prepare(LumaOf(frame, &own))) throw std::bad_alloc();
@@ -150,18 +152,19 @@ void BurstRun::MeasureNoise(const zolt_burst_picture* const* frames, int count) 
 }
 
 void BurstRun::ChooseBand(const zolt_burst_picture* const* frames, int count, int frames_merged) {
-  if (options_.iso > 0) {
-    report_.iso = options_.iso;
-    report_.band = BandOfIso(options_.iso, config_) + 1;
-    return;
-  }
+  // Also beside a named ISO: sharpness is judged without the noise's share.
   MeasureNoise(frames, count);
-  const int band = noise_.measured ? BandOfNoise(noise_, frames_merged) : kDefaultBand;
   report_.noise_measured = noise_.measured;
   report_.luma_sigma = noise_.luma_sigma;
   report_.chroma_sigma = noise_.chroma_sigma;
   report_.blotchiness = noise_.blotchiness;
   report_.texture = noise_.texture;
+  if (options_.iso > 0) {
+    report_.iso = options_.iso;
+    report_.band = BandOfIso(options_.iso, config_) + 1;
+    return;
+  }
+  const int band = noise_.measured ? BandOfNoise(noise_, frames_merged) : kDefaultBand;
   report_.band = band + 1;
   report_.iso = IsoOfBand(config_, band);
 }
@@ -301,14 +304,26 @@ void BurstRun::Run(const zolt_burst_picture* const* frames, int count, const zol
   Finish(output, *frames[report_.reference]);
 }
 
-void BurstRun::Choose(const zolt_burst_picture* const* frames, int count) {
-  frames_.resize(static_cast<size_t>(count));
-  Progress(0);
-  report_.reference = PickReference(frames, count);
+void BurstRun::AlignAll(const zolt_burst_picture* const* frames, int count) {
   TakeReference(*frames[report_.reference]);
   for (int i = 0; i < count; ++i) {
     if (i != report_.reference) Align(*frames[i], &frames_[i]);
     Progress((i + 1) / Steps(count));
+  }
+}
+
+void BurstRun::Choose(const zolt_burst_picture* const* frames, int count) {
+  frames_.resize(static_cast<size_t>(count));
+  Progress(0);
+  report_.reference = PickReference(frames, count);
+  AlignAll(frames, count);
+  const bool others =
+      std::any_of(frames_.begin(), frames_.end(), [](const FrameState& f) { return f.alignment.aligned; });
+  if (options_.reference < 0 && count > 2 && !others) {
+    // The sharpest frame shows something else than the rest, noise perhaps.
+    frames_[report_.reference].told = {};
+    report_.reference = report_.reference == 0 ? 1 : 0;
+    AlignAll(frames, count);
   }
   const bool in_pairs = options_.reference == 0 && options_.expected_frames > 0;
   ChooseBand(frames, in_pairs ? std::min(count, 2) : count, std::min(count, kMostMerged));

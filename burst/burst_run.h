@@ -63,6 +63,7 @@ class BurstRun {
   void TakeReference(const zolt_burst_picture& frame);
   void MeasureNoise(const zolt_burst_picture* const* frames, int count);
   void ChooseBand(const zolt_burst_picture* const* frames, int count, int frames_merged);
+  void AlignAll(const zolt_burst_picture* const* frames, int count);
   void Align(const zolt_burst_picture& frame, FrameState* state);
   void Judge(bool last, FrameState* state) const;
   void KeepTheBest();
@@ -85,6 +86,7 @@ class BurstRun {
   std::unique_ptr<MergeSession> merge_;
   std::unique_ptr<PlacedPlanes> placed_;
   Clock::time_point started_;
+  double done_ = 0;  ///< told to the progress callback, which never sees it fall
 };
 
 }  // namespace zolt

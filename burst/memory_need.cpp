@@ -15,6 +15,8 @@ constexpr double kFinishBytesPerPixel = 1.5;
 constexpr double kPlanesPerPixel = 4;
 /// Pyramids and maps of the alignment, the noise measure's blocks.
 constexpr double kAlignmentBytesPerPixel = 4;
+/// Fine mode's finished planes and the padded ones of the plane at hand, of RGB at full size.
+constexpr double kFineBytesPerPixel = 15;
 constexpr double kSmallThings = 8 << 20;
 
 }  // namespace
@@ -24,7 +26,7 @@ uint64_t MemoryNeed(int32_t width, int32_t height, int32_t kept_frames, int32_t 
   if (width < kSmallestSide || height < kSmallestSide || width > kLongestSide || height > kLongestSide)
     return 0;
   if (kept_frames < 0 || (mode != ZOLT_BURST_FAST && mode != ZOLT_BURST_FINE)) return 0;
-  const WorkGeometry work = MakeWorkGeometry(width, height, mode == ZOLT_BURST_FINE ? 2 : 1);
+  const WorkGeometry work = MakeWorkGeometry(width, height);
   MemoryPlan plan;
   if (!MakeMemoryPlan(work.work_width, work.work_height, true, true, &plan)) return 0;
   const double native = static_cast<double>(width) * height;
@@ -32,8 +34,9 @@ uint64_t MemoryNeed(int32_t width, int32_t height, int32_t kept_frames, int32_t 
   // The engine's block, its result, and a frame in its place with what it doesn't show.
   const double merging =
       static_cast<double>(plan.block_size) + pixels * (1.5 + 1.5 + 1.25 + kFinishBytesPerPixel);
-  const double around = native * (kPlanesPerPixel + kAlignmentBytesPerPixel +
-                                  KeptPicture::kMostBytesPerPixel * double(kept_frames));
+  const double fine = mode == ZOLT_BURST_FINE ? kFineBytesPerPixel : 0;
+  const double kept = KeptPicture::kMostBytesPerPixel * static_cast<double>(kept_frames);
+  const double around = native * (kPlanesPerPixel + kAlignmentBytesPerPixel + fine + kept);
   return static_cast<uint64_t>(merging + around + kSmallThings);
 }
 

@@ -1,4 +1,5 @@
 #include "burst/noise_blocks.h"
+#include "burst/layer_vector.h"
 
 #include <algorithm>
 #include <cmath>
@@ -96,7 +97,7 @@ void ForPlaces(PlaneView plane, int limit, const TakeBlock& take) {
 }  // namespace
 
 void CompareBlocks(PlaneView a, PlaneView b, const Homography& motion, int limit, bool unclipped,
-                   std::vector<BlockNoise>* out) {
+                   LayerVector<BlockNoise>* out) {
   ForPlaces(a, limit, [&](int x, int y) {
     const double middle = (kNoiseBlock - 1) / 2.0;
     double to_x = 0, to_y = 0;
@@ -120,7 +121,7 @@ void CompareBlocks(PlaneView a, PlaneView b, const Homography& motion, int limit
   });
 }
 
-void InspectBlocks(PlaneView a, int limit, bool unclipped, std::vector<BlockNoise>* out) {
+void InspectBlocks(PlaneView a, int limit, bool unclipped, LayerVector<BlockNoise>* out) {
   ForPlaces(a, limit, [&](int x, int y) {
     const Block block = Load(a.Row(y) + x, a.pitch, a.Row(y) + x, a.pitch);
     if (unclipped && block.clipped > kMostClipped) return;

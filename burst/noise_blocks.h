@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 #include "burst/alignment_motion.h"
+#include "burst/layer_vector.h"
 #include "burst/plane.h"
 
 namespace zolt {
@@ -23,9 +23,9 @@ struct BlockNoise {
 /// pixels; a regular sample of at most `limit` places. Blocks that leave the other plane are left out, and
 /// with `unclipped` those with a pixel in fifty near black or white.
 void CompareBlocks(PlaneView a, PlaneView b, const Homography& motion, int limit, bool unclipped,
-                   std::vector<BlockNoise>* out);
+                   LayerVector<BlockNoise>* out);
 
 /// Blocks of one plane alone: what a fitted plane leaves is noise and texture in one.
-void InspectBlocks(PlaneView a, int limit, bool unclipped, std::vector<BlockNoise>* out);
+void InspectBlocks(PlaneView a, int limit, bool unclipped, LayerVector<BlockNoise>* out);
 
 }  // namespace zolt

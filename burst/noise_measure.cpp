@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
 
+#include "burst/layer_vector.h"
 #include "burst/noise_blocks.h"
 
 namespace zolt {
@@ -16,17 +16,17 @@ constexpr size_t kFewestInLevel = 40;
 /// Below this share of what the flattest blocks hold nothing is taken off for texture.
 constexpr float kLeastShare = 0.15f;
 
-float Median(std::vector<float>* values) {
+float Median(LayerVector<float>* values) {
   const auto middle = values->begin() + static_cast<ptrdiff_t>(values->size() / 2);
   std::nth_element(values->begin(), middle, values->end());
   return *middle;
 }
 
-using Blocks = std::vector<BlockNoise>;
+using Blocks = LayerVector<BlockNoise>;
 
 template <typename Field>
 float MedianOf(const Blocks& blocks, size_t from, size_t to, const Field& field) {
-  std::vector<float> values;
+  LayerVector<float> values;
   for (size_t i = from; i < to; ++i) values.push_back(field(blocks[i]));
   return Median(&values);
 }
@@ -59,7 +59,7 @@ Variances OfLevel(const Blocks& blocks, bool alone) {
 Variances OfBlocks(Blocks blocks, bool alone) {
   std::stable_sort(blocks.begin(), blocks.end(),
                    [](const BlockNoise& a, const BlockNoise& b) { return a.texture < b.texture; });
-  std::vector<Blocks> levels(kLevels);
+  LayerVector<Blocks> levels(kLevels);
   for (const BlockNoise& block : blocks) {
     levels[static_cast<size_t>(std::clamp(static_cast<int>(block.level) / kLevels, 0, kLevels - 1))]
         .push_back(block);
@@ -107,7 +107,7 @@ NoiseMeasure MeasureNoise(const NoiseFrame* frames, int count) {
   measure.luma_sigma = static_cast<float>(std::sqrt(v.noise));
   measure.luma_sigma_half = static_cast<float>(std::sqrt(v.noise_half));
   measure.blotchiness = measure.luma_sigma > 0 ? 2 * measure.luma_sigma_half / measure.luma_sigma : 1;
-  std::vector<float> textures;
+  LayerVector<float> textures;
   for (const BlockNoise& block : luma) textures.push_back(std::max(0.0f, block.texture - block.noise / 2));
   measure.texture = std::sqrt(Median(&textures));
 

@@ -1,7 +1,7 @@
 #include "burst/noise_spectrum.h"
+#include "burst/layer_vector.h"
 
 #include <algorithm>
-#include <vector>
 
 namespace zolt {
 namespace {
@@ -63,7 +63,7 @@ void LevelPower(const Samples& samples, std::pmr::vector<Sample>* level, float* 
   std::stable_sort(level->begin(), level->end(),
                    [](const Sample& a, const Sample& b) { return a.texture < b.texture; });
   const size_t count = std::max<size_t>(level->size() / 10, std::min<size_t>(level->size(), 40));
-  std::vector<float> values(count);
+  LayerVector<float> values(count);
   for (int k = 0; k < kBlockSize; ++k) {
     for (size_t i = 0; i < count; ++i) {
       values[i] = samples.squares[static_cast<size_t>((*level)[i].at) * kBlockSize + static_cast<size_t>(k)];

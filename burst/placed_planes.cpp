@@ -47,15 +47,9 @@ PlacedPlanes::Plane PlacedPlanes::PlaneAt(int index) {
   const int64_t luma = work_.pixels();
   uint8_t* begin = block_.data() + (index == 0 ? 0 : index == 1 ? luma : luma / 4 * 5);
   const int left = work_.left / half, top = work_.top / half;
-  const int inner_width = (work_.inner_width() + half - 1) / half;
-  const int inner_height = (work_.inner_height() + half - 1) / half;
+  const int inner_width = (work_.width + half - 1) / half;
+  const int inner_height = (work_.height + half - 1) / half;
   return {{begin, w, h, w}, {begin + ptrdiff_t{top} * w + left, inner_width, inner_height, w}, left, top};
-}
-
-ChromaViews PlacedPlanes::ChromaOf(const zolt_burst_picture& picture) {
-  // At twice the size the work's half-size chroma has the picture's own size.
-  const bool full = picture.layout == ZOLT_BURST_RGB && work_.scale == 2;
-  return full ? FullChromaOf(picture, &u_, &v_) : HalfChromaOf(picture, &u_, &v_);
 }
 
 // Where the frame ends the reference goes on; around the picture both are mirrored.
@@ -67,11 +61,8 @@ void PlacedPlanes::Put(int index, PlaneView from, const Homography& motion, cons
   uint8_t* mask = luma ? outside_.data() : chroma_outside_.data();
   const MutablePlane outside = {mask + ptrdiff_t{plane.top} * whole.width + plane.left, plane.inner.width,
                                 plane.inner.height, whole.width};
-  const bool full_chroma = from.width == work_.width && from.height == work_.height;
-  const PlaneGrid from_grid = luma || full_chroma ? kLumaGrid : kChromaGrid;
-  const PlaneGrid luma_grid = work_.scale == 2 ? kDoubleLumaGrid : kLumaGrid;
-  const PlaneGrid chroma_grid = work_.scale == 2 ? kDoubleChromaGrid : kChromaGrid;
-  const Homography map = ForPlane(motion, luma ? luma_grid : chroma_grid, from_grid);
+  const PlaneGrid grid = luma ? kLumaGrid : kChromaGrid;
+  const Homography map = ForPlane(motion, grid, grid);
   if (!WarpPlane(plane.inner, outside, from, map, tone, kThreads)) throw std::bad_alloc();
   if (reference != nullptr) {
     const uint8_t* filler = luma ? reference->y : index == 1 ? reference->u : reference->v;
@@ -89,7 +80,7 @@ void PlacedPlanes::Put(int index, PlaneView from, const Homography& motion, cons
 }
 
 void PlacedPlanes::PutReference(const zolt_burst_picture& picture) {
-  const ChromaViews chroma = ChromaOf(picture);
+  const ChromaViews chroma = HalfChromaOf(picture, &u_, &v_);
   const Homography still = Homography::Identity();
   Put(0, LumaOf(picture, &luma_), still, nullptr, nullptr);
   Put(1, chroma.u, still, nullptr, nullptr);
@@ -99,7 +90,7 @@ void PlacedPlanes::PutReference(const zolt_burst_picture& picture) {
 
 void PlacedPlanes::PutFrame(const zolt_burst_picture& picture, const Alignment& alignment, bool even_out,
                             const YuvImage& reference) {
-  const ChromaViews chroma = ChromaOf(picture);
+  const ChromaViews chroma = HalfChromaOf(picture, &u_, &v_);
   const std::array<uint8_t, 256> chroma_tone = ChromaTone(alignment.gain);
   const uint8_t* tone = even_out ? chroma_tone.data() : nullptr;
   Put(0, LumaOf(picture, &luma_), alignment.motion, even_out ? alignment.tone : nullptr, &reference);

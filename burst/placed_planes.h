@@ -38,7 +38,6 @@ class PlacedPlanes {
   Plane PlaneAt(int index);
   void Put(int index, PlaneView from, const Homography& motion, const uint8_t* tone,
            const YuvImage* reference);
-  ChromaViews ChromaOf(const zolt_burst_picture& picture);
 
   const WorkGeometry work_;
   std::pmr::vector<uint8_t> block_;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "burst/alignment_stripes.h"
+#include "burst/layer_vector.h"
 
 namespace zolt {
 namespace {
@@ -60,7 +61,7 @@ void Binomial4Rows(const int16_t* __restrict a, const int16_t* __restrict b, con
 void Halve(const GreyPlane& from, int threads, GreyPlane* to) {
   to->Resize(from.width / 2, from.height / 2);
   const int pitch = from.width + 2;
-  std::vector<int16_t> scratch(static_cast<size_t>(pitch) * kStripes);
+  LayerVector<int16_t> scratch(static_cast<size_t>(pitch) * kStripes);
   RunStripes(threads, kStripes, [&](int i) {
     const Stripe stripe(i, to->height);
     int16_t* __restrict line = scratch.data() + static_cast<ptrdiff_t>(pitch) * i + 1;
@@ -108,7 +109,7 @@ void Binomial5Rows(const int16_t* const rows[5], int16_t* __restrict out, int n)
 
 void Smooth(const GreyPlane& from, int threads, GreyPlane* to) {
   to->Resize(from.width, from.height);
-  std::vector<int16_t> scratch(static_cast<size_t>(from.width) * kStripes);
+  LayerVector<int16_t> scratch(static_cast<size_t>(from.width) * kStripes);
   RunStripes(threads, kStripes, [&](int i) {
     const Stripe stripe(i, to->height);
     int16_t* between = scratch.data() + static_cast<ptrdiff_t>(from.width) * i;

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
+#include "burst/layer_vector.h"
 #include "burst/plane.h"
 
 namespace zolt {
@@ -17,7 +17,7 @@ struct GreyPlane {
   int width = 0;
   int height = 0;
   ptrdiff_t pitch = 0;  ///< in pixels
-  std::vector<int16_t> data;
+  LayerVector<int16_t> data;
 
   void Resize(int w, int h) {
     width = w;
@@ -54,7 +54,7 @@ class Pyramid {
  private:
   int finest_ = 0;
   int coarsest_ = 0;
-  std::vector<GreyPlane> levels_;
+  LayerVector<GreyPlane> levels_;
 };
 
 }  // namespace zolt

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <cstring>
 #include <new>
-#include <vector>
 
 #include "burst/alignment_stripes.h"
+#include "burst/layer_vector.h"
 #include "burst/warp_row.h"
 
 namespace zolt {
@@ -158,7 +158,7 @@ void WarpRow(const MutablePlane& out, const MutablePlane& outside, const uint8_t
 }
 
 /// A plane narrower than a block, widened to one by repeating its last column.
-PlaneView Widened(PlaneView from, std::vector<uint8_t>* room) {
+PlaneView Widened(PlaneView from, LayerVector<uint8_t>* room) {
   room->resize(static_cast<size_t>(kWarpBlock) * from.height);
   for (int y = 0; y < from.height; ++y) {
     uint8_t* row = room->data() + static_cast<ptrdiff_t>(y) * kWarpBlock;
@@ -180,11 +180,11 @@ Homography ForPlane(const Homography& luma_motion, PlaneGrid out, PlaneGrid from
 bool WarpPlane(const MutablePlane& out, const MutablePlane& outside, PlaneView from, const Homography& motion,
                const uint8_t* tone, int threads) {
   try {
-    std::vector<uint8_t> room;
+    LayerVector<uint8_t> room;
     PlaneView source = from;
     if (from.width < kWarpBlock) source = Widened(from, &room);
     const size_t pitch = static_cast<size_t>(source.width) + 2 * kLinePad + kWarpBlock;
-    std::vector<int16_t> lines(pitch * kStripes);
+    LayerVector<int16_t> lines(pitch * kStripes);
     RunStripes(threads, kStripes, [&](int i) {
       RowWarp warp(source, from.width, motion, out.width,
                    lines.data() + pitch * static_cast<size_t>(i) + kLinePad);

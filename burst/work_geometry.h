@@ -4,24 +4,21 @@
 
 namespace zolt {
 
-/// The frame that the engine works on: the picture, `scale` times as large, with mirrored pixels around it,
+/// The frame that the engine works on: the picture with mirrored pixels around it,
 /// so that the picture's edge is an inner place like any other.
 struct WorkGeometry {
   int width;  ///< of the picture, pixels
   int height;
-  int scale;  ///< 1, or 2 for fine mode
-  int left;   ///< where the picture begins in the frame; even, as chroma has half of it
+  int left;  ///< where the picture begins in the frame; even, as chroma has half of it
   int top;
   int work_width;  ///< multiples of 16, which the engine pads nothing for
   int work_height;
 
-  int inner_width() const { return width * scale; }
-  int inner_height() const { return height * scale; }
   int64_t pixels() const { return int64_t{work_width} * work_height; }
   int64_t block_size() const { return pixels() / 2 * 3; }
 };
 
-inline WorkGeometry MakeWorkGeometry(int width, int height, int scale) {
+inline WorkGeometry MakeWorkGeometry(int width, int height) {
   constexpr int kBorder = 16;
   const auto side = [](int inner) {
     // Below, the engine filters nothing and looks for ghosts in luma alone.
@@ -29,7 +26,7 @@ inline WorkGeometry MakeWorkGeometry(int width, int height, int scale) {
     const int padded = (inner + 2 * kBorder + 15) & ~15;
     return padded < kSmallest ? kSmallest : padded;
   };
-  return {width, height, scale, kBorder, kBorder, side(width * scale), side(height * scale)};
+  return {width, height, kBorder, kBorder, side(width), side(height)};
 }
 
 }  // namespace zolt

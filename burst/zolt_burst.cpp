@@ -125,6 +125,7 @@ int32_t Denoise(const std::vector<const zolt_burst_picture*>& frames, const Sett
                 BurstMemory* memory, const zolt_burst_picture& output, zolt_burst_report* report,
                 zolt_burst_frame_report* frame_reports, int32_t capacity) {
   memory->ResetPeak();
+  const EngineMemory current(memory);
   BurstRun run(settings.options, settings.config, memory);
   run.Run(frames.data(), static_cast<int>(frames.size()), output);
   TellBurst(run, report, frame_reports, capacity);
@@ -165,6 +166,7 @@ int32_t AddKept(zolt_burst* burst, const zolt_burst_picture& frame) {
 /// Merges the frame; a failure in the middle of that loses the burst.
 int32_t AddAtOnce(zolt_burst* burst, const zolt_burst_picture& frame) {
   if (burst->lost != ZOLT_BURST_OK) return burst->lost;
+  const EngineMemory current(&burst->memory);
   burst->lost = Guarded([&]() -> int32_t {
     if (!burst->frames.empty()) {
       burst->run->Add(burst->frames.front().view(), frame);
@@ -182,6 +184,7 @@ int32_t FinishBurst(zolt_burst* burst, const zolt_burst_picture& output, zolt_bu
                     zolt_burst_frame_report* frame_reports, int32_t capacity) {
   if (burst->lost != ZOLT_BURST_OK) return burst->lost;
   if (burst->MergesAtOnce()) {
+    const EngineMemory current(&burst->memory);
     burst->run->End(burst->frames.front().view(), output);
     TellBurst(*burst->run, report, frame_reports, capacity);
     return ZOLT_BURST_OK;
@@ -232,6 +235,7 @@ int32_t zolt_burst_measure_noise(const zolt_burst_picture* frames, int32_t count
     for (int32_t i = 0; i < count; ++i) views.push_back(RecordAt(frames, i));
     const std::lock_guard<std::mutex> lock(Order());
     BurstMemory memory(settings.options.hooks);
+    const EngineMemory current(&memory);
     BurstRun run(settings.options, settings.config, &memory);
     run.MeasureAlone(views.data(), count);
     WriteRecord(run.report(), report);

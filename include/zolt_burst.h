@@ -124,8 +124,8 @@ typedef int (*zolt_burst_progress)(void* user, double done);
 
 typedef struct zolt_burst_options {
   uint32_t size;
-  int32_t mode;      /* ZOLT_BURST_FAST (default) or ZOLT_BURST_FINE */
-  int32_t iso;       /* 0 (default): the noise is measured; above: the tuning's band of this ISO */
+  int32_t mode; /* ZOLT_BURST_FAST (default) or ZOLT_BURST_FINE */
+  int32_t iso;  /* 0 (default): the measured noise chooses the tuning's band; above: the band of this ISO */
   int32_t reference; /* -1 (default): the sharpest of the first frames; else the index of the frame */
   int32_t fusion;    /* ZOLT_BURST_FUSION_AUTO (default) or _OFF */
   int32_t keep_all;  /* nonzero: blurred frames take part too; others can't */

@@ -95,6 +95,17 @@ TEST(FrameChoice, TheReferenceIsTheSharpestOfTheFirstOrTheOneNamed) {
   EXPECT_EQ(sharper.frames[0].use, ZOLT_BURST_BLURRED);
 }
 
+TEST(FrameChoice, AFrameThatNoOtherFitsIsNoReference) {
+  HandHeldBurst burst = Burst(4);
+  Frame noise(kWidth, kHeight);
+  AddNoise(&noise, 60, 9);
+  std::copy_n(noise.bytes.begin(), kWidth * kHeight, burst.frames[1].begin());
+  const BurstResult result = Clean(burst.Views());
+  EXPECT_EQ(result.report.reference, 0);
+  EXPECT_EQ(result.frames[1].use, ZOLT_BURST_OTHER_SCENE);
+  EXPECT_EQ(result.report.merged, 3);
+}
+
 TEST(FrameChoice, TheBestTenOfManyAreMerged) {
   HandHeldBurst burst = Burst(13);
   const BurstResult result = Clean(burst.Views());
@@ -133,7 +144,7 @@ TEST(FrameChoice, NothingToMergeGivesTheFilteredReference) {
   const BurstResult result = Clean(burst.Views(), &options);
   EXPECT_EQ(result.report.merged, 1);
   EXPECT_EQ(result.report.band, 7);
-  EXPECT_EQ(result.report.noise_measured, 0);
+  EXPECT_EQ(result.report.noise_measured, 1);
   EXPECT_NE(result.image, burst.frames[0]);
   EXPECT_GT(LumaPsnr(result.image, burst.truth, kWidth, kHeight),
             LumaPsnr(burst.frames[0], burst.truth, kWidth, kHeight));

@@ -366,12 +366,16 @@ TEST(ZoltBurst, ProgressRisesAndCancelsAnywhere) {
 TEST(ZoltBurst, AnySizeIsCleanedWithinTheMemoryToldBefore) {
   struct Size {
     int width, height, frames;
+    int32_t mode = ZOLT_BURST_FAST;
   };
-  for (const Size s : {Size{16, 16, 3}, Size{17, 31, 2}, Size{16, 400, 3}, Size{1001, 16, 2},
-                       Size{333, 257, 11}, Size{320, 240, 1}}) {
+  constexpr int32_t kFine = ZOLT_BURST_FINE;
+  for (const Size s :
+       {Size{16, 16, 3}, Size{17, 31, 2}, Size{16, 400, 3}, Size{1001, 16, 2}, Size{333, 257, 11},
+        Size{320, 240, 1}, Size{16, 16, 3, kFine}, Size{1001, 24, 2, kFine}, Size{333, 257, 4, kFine}}) {
     const HandHeldBurst burst = MakeHandHeldBurst(s.width, s.height, s.frames, 6);
     zolt_burst_options limited = Defaults();
     limited.reference = 0;  // the truth's
+    limited.mode = s.mode;
     const BurstResult result = Clean(burst.Views(), &limited);
     ASSERT_EQ(result.code, ZOLT_BURST_OK) << s.width;
     EXPECT_EQ(result.report.frames, s.frames);
@@ -381,13 +385,15 @@ TEST(ZoltBurst, AnySizeIsCleanedWithinTheMemoryToldBefore) {
     EXPECT_GT(LumaPsnr(result.image, burst.truth, s.width, s.height),
               LumaPsnr(burst.frames[0], burst.truth, s.width, s.height) - lost)
         << s.width;
-    const uint64_t need = zolt_burst_memory_needed(s.width, s.height, 0, ZOLT_BURST_FAST);
+    const uint64_t need = zolt_burst_memory_needed(s.width, s.height, 0, s.mode);
     EXPECT_LE(result.report.peak_memory, need) << s.width;
     EXPECT_GT(result.report.peak_memory * 6, need) << s.width;
     limited.memory_limit = need;
     EXPECT_EQ(Clean(burst.Views(), &limited).code, ZOLT_BURST_OK);
     limited.memory_limit = need - 1;
-    EXPECT_EQ(Clean(burst.Views(), &limited).code, ZOLT_BURST_MEMORY_LIMIT);
+    const BurstResult refused = Clean(burst.Views(), &limited);
+    EXPECT_EQ(refused.code, s.mode == kFine ? ZOLT_BURST_OK : ZOLT_BURST_MEMORY_LIMIT) << s.width;
+    EXPECT_EQ(refused.report.fell_back, s.mode == kFine ? 1 : 0);
   }
   EXPECT_EQ(zolt_burst_memory_needed(15, 16, 2, ZOLT_BURST_FAST), 0u);
   EXPECT_EQ(zolt_burst_memory_needed(INT_MAX, INT_MAX, 2, ZOLT_BURST_FAST), 0u);

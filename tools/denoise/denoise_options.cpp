@@ -24,6 +24,7 @@ int ParseNumberOrAuto(const std::string& text, const std::string& option, int au
 void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options) {
   static const std::map<std::string, int> kFusions = {
       {"auto", ZOLT_BURST_FUSION_AUTO}, {"on", ZOLT_BURST_FUSION_AUTO}, {"off", ZOLT_BURST_FUSION_OFF}};
+  static const std::map<std::string, int> kModes = {{"fine", ZOLT_BURST_FINE}, {"fast", ZOLT_BURST_FAST}};
   DenoiseSettings& settings = options->settings;
   command->add_option("FRAMES", options->source.inputs, "images; or a video; or a folder of 'simulate'")
       ->required();
@@ -43,6 +44,10 @@ void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options) {
                    "auto: a brighter last frame is fused in; off: it is left out")
       ->transform(CLI::CheckedTransformer(kFusions))
       ->default_str("auto");
+  command
+      ->add_option("--mode", settings.mode, "fine: most texture, least noise; fast: as a camera has time for")
+      ->transform(CLI::CheckedTransformer(kModes))
+      ->default_str("fine");
   command->add_option("--memory-limit", options->memory_limit,
                       "most memory that the library may take, in bytes or like 800M, with K, M or G");
   command->add_option("--frames", options->source.frames, "take this many frames (of a video 6 if not given)")

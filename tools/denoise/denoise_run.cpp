@@ -23,7 +23,7 @@ double Milliseconds(int64_t microseconds) {
 class Listener {
  public:
   Listener(const YuvPicture& frame, const OnMaps& on_maps, DenoiseResult* result)
-      : work_(MakeWorkGeometry(frame.width, frame.height, 1)), on_maps_(on_maps), result_(result) {
+      : work_(MakeWorkGeometry(frame.width, frame.height)), on_maps_(on_maps), result_(result) {
     spent_.resize(result->frames.size());
     SetFrameObserver(&Hear, this);
   }
@@ -104,6 +104,7 @@ zolt_burst_options OptionsOf(const DenoiseSettings& settings) {
   options.iso = settings.iso;
   options.reference = settings.reference;
   options.fusion = settings.fusion;
+  options.mode = settings.mode;
   options.keep_all = settings.keep_all ? 1 : 0;
   options.memory_limit = settings.memory_limit;
   if (settings.config_folder.empty()) return options;
@@ -151,6 +152,11 @@ DenoiseResult DenoiseBurst(const std::vector<YuvPicture>& frames, const DenoiseS
   }
   for (size_t i = 0; i < told.size(); ++i) result.frames[i].told = told[i];
   listener.MendTimes();
+  if (result.report.mode == ZOLT_BURST_FINE) {
+    // The layer's own finish is what no frame's time holds.
+    result.finish_ms = result.report.milliseconds;
+    for (const zolt_burst_frame_report& each : told) result.finish_ms -= each.milliseconds;
+  }
   return result;
 }
 

@@ -16,6 +16,7 @@ struct DenoiseSettings {
   int iso = 0;                // 0: the noise is measured
   int reference = -1;         // index of a frame; -1: the layer picks it
   int fusion = ZOLT_BURST_FUSION_AUTO;
+  int mode = ZOLT_BURST_FINE;
   bool keep_all = false;
   uint64_t memory_limit = 0;  // bytes; 0: none
 };

@@ -60,8 +60,10 @@ std::string SummaryText(const std::string& output, const PreparedBurst& burst, c
   text << output << ": " << result.picture.width << " x " << result.picture.height << ", " << report.merged
        << " of " << report.frames << (report.frames == 1 ? " frame" : " frames") << ", reference "
        << FrameName(burst, static_cast<size_t>(report.reference))
-       << (report.fused != 0 ? ", the last one fused in" : "") << ", " << std::lround(report.milliseconds)
-       << " ms\nnoise: " << NoiseText(burst, report);
+       << (report.fused != 0 ? ", the last one fused in" : "") << ", "
+       << (report.mode == ZOLT_BURST_FINE ? "fine" : "fast")
+       << (report.fell_back != 0 && report.fused == 0 && report.merged > 1 ? " for want of memory" : "")
+       << ", " << std::lround(report.milliseconds) << " ms\nnoise: " << NoiseText(burst, report);
   if (burst.told_iso) text << "; " << burst.told_by << " tells ISO " << *burst.told_iso;
   text << "\n";
   for (size_t i = 0; i < result.frames.size(); ++i) {

@@ -28,7 +28,7 @@ std::vector<zolt_burst_picture> ViewsOf(const std::vector<YuvPicture>& pictures)
 }
 
 YuvPicture PictureInside(const YuvImage& frame, const WorkGeometry& work) {
-  YuvPicture out(work.inner_width(), work.inner_height());
+  YuvPicture out(work.width, work.height);
   Cut(frame.y, frame.pitch, work.left, work.top, out.width, &out.y);
   Cut(frame.u, frame.pitch / 2, work.left / 2, work.top / 2, out.ChromaWidth(), &out.u);
   Cut(frame.v, frame.pitch / 2, work.left / 2, work.top / 2, out.ChromaWidth(), &out.v);
@@ -36,7 +36,7 @@ YuvPicture PictureInside(const YuvImage& frame, const WorkGeometry& work) {
 }
 
 YuvPicture PictureInside(const uint8_t* plane, const WorkGeometry& work) {
-  YuvPicture out(work.inner_width(), work.inner_height());
+  YuvPicture out(work.width, work.height);
   Cut(plane, work.work_width, work.left, work.top, out.width, &out.y);
   std::fill(out.u.begin(), out.u.end(), uint8_t{128});
   std::fill(out.v.begin(), out.v.end(), uint8_t{128});

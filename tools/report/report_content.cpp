@@ -160,6 +160,7 @@ PageRows SettingsRows(const ReportSettings& settings, const PreparedBurst& burst
     inputs += (inputs.empty() ? "" : ", ") + input;
   PageRows rows = {{"Burst", inputs},
                    {"Frames", std::to_string(burst.frames.size()) + " of " + SizeText(burst.frames.front())},
+                   {"Mode", denoise.mode == ZOLT_BURST_FINE ? "fine" : "fast"},
                    {"ISO", settings.denoise.iso},
                    {"Reference", settings.denoise.reference},
                    {"Blurred frames", denoise.keep_all ? "merged too" : "left out"},

@@ -24,7 +24,8 @@ constexpr const char* kExamples = R"(Examples:
   zolt-burst measure bursts/* --iso auto           in the band that the measured noise asks for
 
 A folder is one that 'zolt-burst tune' takes. Figures are against its truth, inside the border: of the first frame,
-of mean.png if 'simulate --mean' left it there, of the frames folded together without any filter, and of the result.)";
+of mean.png if 'simulate --mean' left it there, of the frames folded together without any filter, and of the result of
+fast mode, which the tuning is for.)";
 
 struct Options {
   std::vector<std::string> folders;
@@ -32,6 +33,7 @@ struct Options {
   std::string iso = "told";
   TuneBurstNeeds needs;
   int jobs = UsableProcessors();
+  bool fine = false;
   bool json = false;
 };
 
@@ -41,13 +43,21 @@ struct Stage {
 };
 
 // A fused burst has no merge that its truth could be held against.
-std::vector<Stage> StagesOf(const TuneBurst& burst, const TuneScore& score, int border) {
+std::vector<Stage> StagesOf(const TuneBurst& burst, const TuneScore& score, const Options& options) {
+  const int border = options.needs.border;
   const TuneJudge judge(burst, border);
   std::vector<Stage> stages = {{"first", judge.Judge(burst.first(), true)}};
   if (burst.mean.width == burst.width() && burst.mean.height == burst.height())
     stages.push_back({"mean", judge.Judge(burst.mean, true)});
   if (!burst.fused) stages.push_back({"merged", score.merged});
-  stages.push_back({"result", score.result});
+  stages.push_back({options.fine ? "fast" : "result", score.result});
+  if (options.fine && !burst.fused) {
+    DenoiseSettings settings;
+    settings.config_folder = options.config_folder;
+    settings.iso = score.iso;
+    settings.reference = 0;
+    stages.push_back({"fine", judge.Judge(DenoiseBurst(burst.frames, settings).picture, true)});
+  }
   return stages;
 }
 
@@ -98,7 +108,7 @@ void Run(Options options, std::ostream& out) {
     TuneWorkers workers(handles, options.needs.border, true, options.jobs);
     const std::vector<TuneScore> scores = workers.Evaluate(config, TuneWorkers::Depth::kResult);
     for (size_t i = 0; i < bursts.size(); ++i) {
-      const std::vector<Stage> stages = StagesOf(bursts[i], scores[i], options.needs.border);
+      const std::vector<Stage> stages = StagesOf(bursts[i], scores[i], options);
       const int iso = scores[i].iso;
       options.json ? TellJson(bursts[i], iso, stages, out) : TellText(bursts[i], iso, stages, out);
       progress.Step();
@@ -125,6 +135,8 @@ void AddMeasureCommand(CLI::App& app, std::ostream& out) {
       ->capture_default_str();
   command->add_option("--jobs", options->jobs, "processes at a time (default: one for each CPU)")
       ->check(CLI::Range(1, 1024));
+  command->add_flag("--fine", options->fine,
+                    "tell what fine mode gives too; the tuning's result is fast mode's");
   command->add_flag("--json", options->json, "a line of JSON for each burst");
   command->callback([options, &out] { Run(*options, out); });
 }

@@ -43,7 +43,7 @@ class Observing {
 
 TunePipeline::TunePipeline(const TuneBurst& burst, const MfConfig& config)
     : burst_(burst),
-      work_(MakeWorkGeometry(burst.width(), burst.height(), 1)),
+      work_(MakeWorkGeometry(burst.width(), burst.height())),
       memory_({nullptr, nullptr}),
       merge_(&memory_) {
   PlaceFrames(config);
