@@ -155,7 +155,7 @@ DenoiseResult DenoiseBurst(const std::vector<YuvPicture>& frames, const DenoiseS
   if (result.report.mode == ZOLT_BURST_FINE) {
     // The layer's own finish is what no frame's time holds.
     result.finish_ms = result.report.milliseconds;
-    for (const zolt_burst_frame_report& each : told) result.finish_ms -= each.milliseconds;
+    for (const FrameReport& each : result.frames) result.finish_ms -= each.told.milliseconds;
   }
   return result;
 }
