@@ -29,7 +29,7 @@ int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostr
   app.require_subcommand(1);
   int exit_code = kExitDone;
   try {
-    AddDenoiseCommand(app, out);
+    AddDenoiseCommand(app, out, err);
     AddSimulateCommand(app, out);
     AddCompareCommand(app, out);
     AddMeasureCommand(app, out);
@@ -46,6 +46,10 @@ int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostr
     return e.code();
   } catch (const std::bad_alloc&) {
     err << "zolt-burst: not enough memory\n";
+    return kExitFile;
+  } catch (const std::exception& e) {
+    // Of a library that reads files, in words of its own.
+    err << "zolt-burst: " << e.what() << "\n";
     return kExitFile;
   }
 }

@@ -1,6 +1,7 @@
 #include "denoise/denoise_command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <filesystem>
 #include <iomanip>
 #include <memory>
@@ -10,6 +11,7 @@
 #include "common/progress.h"
 #include "denoise/denoise_options.h"
 #include "denoise/denoise_run.h"
+#include "denoise/output_file.h"
 #include "media/media_write.h"
 
 namespace zolt {
@@ -21,23 +23,24 @@ constexpr const char* kExamples = R"(Examples:
   zolt-burst denoise burst -o clean.png --maps maps        a folder made by 'zolt-burst simulate'
   zolt-burst denoise a.nv21 b.nv21 --size 4000x3000 -o clean.nv21
   zolt-burst denoise *.jpg -o clean.png --json
+  zolt-burst denoise *.dng -o clean.tif --fast-preview     cameras' raw files, a preview of half the size
+  ffmpeg -i clip.mp4 -f yuv4mpegpipe - | zolt-burst denoise - -o - --output-format jpg > clean.jpg
 
-The first frame is the reference: the result shows its moment. Frames of any size are taken; those that are no
-multiple of 8 are padded by repeating the edge and cut back. OUT's extension tells its format: .png, .jpg, .y4m,
-.i420 (.yuv), .nv12 or .nv21. If the library refuses, the program ends with 3 and writes nothing.)";
+The first frame is the reference: the result shows its moment, and carries its metadata. Files that are no pictures
+are left out with a line. Frames of any size are taken; those that are no multiple of 8 are padded by repeating the
+edge and cut back. OUT's extension tells its format: .jpg, .png, .tif, .heic, .avif, .y4m, .i420 (.yuv), .nv12 or
+.nv21. If the library refuses, the program ends with 3 and writes nothing.)";
 
 struct Options {
   DenoiseOptions denoise;
-  std::string output, maps;
+  OutputOptions output;
+  std::string maps;
   bool json = false;
 };
 
 // What would only come out after the work is done.
 void CheckOutputs(const Options& options) {
-  if (!IsKnownPictureName(options.output)) {
-    FailUsage(options.output + ": unknown extension; use .png, .jpg, .y4m, .i420 (or .yuv), .nv12 or .nv21");
-  }
-  CheckFolderOf(options.output);
+  CheckOutput(options.output, options.denoise.source.inputs);
   if (options.maps.empty()) return;
   std::error_code error;
   std::filesystem::create_directories(options.maps, error);
@@ -45,9 +48,10 @@ void CheckOutputs(const Options& options) {
 }
 
 // Ghost maps and weights are grey pictures, the aligned frame is what was folded in.
-void WriteMaps(const std::string& folder, int frame, const FrameMaps& maps) {
+void WriteMaps(const std::string& folder, int frame, int orientation, const FrameMaps& maps) {
   const auto write = [&](const char* name, const YuvPicture& picture) {
-    if (picture.width > 0) WritePicture(folder + "/" + name + "-" + std::to_string(frame) + ".png", picture);
+    if (picture.width > 0)
+      WritePicture(folder + "/" + name + "-" + std::to_string(frame) + ".png", Turned(picture, orientation));
   };
   write("aligned", maps.aligned);
   write("ghost", maps.ghost);
@@ -75,7 +79,7 @@ void Tell(const Options& options, const PreparedBurst& burst, const DenoiseResul
     unaligned += f.reached_pipeline && f.registration_result != 0 ? 1 : 0;
   }
   if (options.json) {
-    nlohmann::ordered_json j = {{"output", options.output},
+    nlohmann::ordered_json j = {{"output", options.output.path},
                                 {"result", 0},
                                 {"width", result.picture.width},
                                 {"height", result.picture.height},
@@ -87,7 +91,7 @@ void Tell(const Options& options, const PreparedBurst& burst, const DenoiseResul
     out << j.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
     return;
   }
-  out << options.output << ": " << result.frames.size() << " frames of " << result.picture.width << " x "
+  out << options.output.path << ": " << result.frames.size() << " frames of " << result.picture.width << " x "
       << result.picture.height << " at ISO " << burst.settings.iso << " (" << burst.iso_source << "), "
       << std::fixed << std::setprecision(1) << total / static_cast<double>(result.frames.size())
       << " ms per frame\n";
@@ -99,35 +103,44 @@ void TellRefusal(const LibraryRefused& refusal, std::ostream& out) {
   out << j.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
 }
 
-void Run(const Options& options, std::ostream& out) {
+void Run(const Options& options, std::ostream& out, std::ostream& err) {
   CheckOutputs(options);
   const PreparedBurst burst = PrepareBurst(options.denoise);
+  TellNotes(options.denoise, burst, err);
+  CheckNoInput(options.output, burst.files);
   std::function<void(int, const FrameMaps&)> on_maps;
   if (!options.maps.empty()) {
-    on_maps = [&](int frame, const FrameMaps& maps) { WriteMaps(options.maps, frame, maps); };
+    on_maps = [&](int frame, const FrameMaps& maps) {
+      WriteMaps(options.maps, frame, burst.metadata.orientation, maps);
+    };
   }
+  // A picture on standard output has it for itself.
+  std::ostream& words = options.output.path == "-" ? err : out;
   try {
-    const DenoiseResult result = DenoiseBurst(burst.frames, burst.settings, on_maps);
-    WritePicture(options.output, result.picture);
-    Tell(options, burst, result, out);
+    DenoiseResult result = DenoiseBurst(burst.frames, burst.settings, on_maps);
+    result.picture.grey =
+        std::all_of(burst.frames.begin(), burst.frames.end(), [](const auto& f) { return f.grey; });
+    WriteResult(options.output, result.picture, burst.metadata, burst.shots, out,
+                options.denoise.quiet ? nullptr : &err);
+    if (options.json || !options.denoise.quiet) Tell(options, burst, result, words);
   } catch (const LibraryRefused& refusal) {
-    if (options.json) TellRefusal(refusal, out);
+    if (options.json) TellRefusal(refusal, words);
     throw;
   }
 }
 
 }  // namespace
 
-void AddDenoiseCommand(CLI::App& app, std::ostream& out) {
+void AddDenoiseCommand(CLI::App& app, std::ostream& out, std::ostream& err) {
   auto options = std::make_shared<Options>();
   CLI::App* command = app.add_subcommand("denoise", "Make one clean image of a burst");
   command->footer(kExamples);
   AddDenoiseOptions(command, &options->denoise);
-  command->add_option("-o,--output", options->output, "the image to write")->required();
+  AddOutputOptions(command, &options->output);
   command->add_option("--maps", options->maps,
                       "write ghost map, weights and aligned frame of each frame to this folder");
   command->add_flag("--json", options->json, "tell the result as JSON, with the time of each stage");
-  command->callback([options, &out] { Run(*options, out); });
+  command->callback([options, &out, &err] { Run(*options, out, err); });
 }
 
 }  // namespace zolt

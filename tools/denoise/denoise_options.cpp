@@ -28,6 +28,23 @@ void CheckHalved(const DenoiseSettings& settings, size_t frames) {
   if (frames % 2 != 0 || frames < 4) FailUsage("--halved needs 4, 6, 8 or 10 frames; see --frames");
 }
 
+void AddReadingOptions(CLI::App* command, DenoiseOptions* options) {
+  static const std::map<std::string, InputOrder> kOrders = {
+      {"given", InputOrder::kGiven}, {"name", InputOrder::kName}, {"time", InputOrder::kTime}};
+  command
+      ->add_option("--sort", options->source.order,
+                   "order of the files: given, name (9 before 10), or time (the camera's, with sub-seconds)")
+      ->transform(CLI::CheckedTransformer(kOrders))
+      ->default_str("given");
+  command->add_flag("--fast-preview", options->source.read.half_size,
+                    "read cameras' raw files at half their width and height, much faster");
+  command->add_option("--max-megapixels", options->megapixels, "refuse frames that are larger than this")
+      ->check(CLI::Range(1, 1000000))
+      ->capture_default_str();
+  command->add_flag("-q,--quiet", options->quiet, "tell nothing but errors");
+  command->add_flag("-v,--verbose", options->verbose, "tell what was read of each file");
+}
+
 }  // namespace
 
 void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options) {
@@ -36,7 +53,8 @@ void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options) {
   static const std::map<std::string, Fusion> kFusions = {
       {"on", Fusion::kOn}, {"off", Fusion::kOff}, {"config", Fusion::kConfig}};
   command
-      ->add_option("FRAMES", options->source.inputs, "2 to 10 images; or a video; or a folder of 'simulate'")
+      ->add_option("FRAMES", options->source.inputs,
+                   "2 to 10 images; or a video; or a folder; - is standard input")
       ->required();
   command->add_option("--config", options->settings.config_folder,
                       "folder of multiframe.xml (default: the one shipped)");
@@ -59,6 +77,7 @@ void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options) {
   command->add_option("--start", options->source.start, "leave out this many frames first")
       ->check(CLI::Range(0, 1000000));
   command->add_option("--size", options->source.size, "WxH of raw frames");
+  AddReadingOptions(command, options);
 }
 
 PreparedBurst PrepareBurst(const DenoiseOptions& options) {
@@ -67,14 +86,34 @@ PreparedBurst PrepareBurst(const DenoiseOptions& options) {
   const bool told = options.iso != "auto";
   if (told) settings.iso = ParseIso(options.iso);
   if (settings.config_folder.empty()) settings.config_folder = ShippedConfigFolder();
-  BurstFrames burst = LoadBurst(options.source);
+  BurstSource source = options.source;
+  source.read.most_pixels = options.megapixels * kMegapixel;
+  BurstFrames burst = LoadBurst(source);
   CheckHalved(settings, burst.frames.size());
   if (!told) {
     settings.iso = burst.iso.value_or(kDefaultIso);
     prepared.iso_source = burst.iso ? burst.iso_source : "default";
   }
   prepared.frames = std::move(burst.frames);
+  prepared.metadata = std::move(burst.metadata);
+  prepared.shots = std::move(burst.shots);
+  prepared.files = std::move(burst.files);
+  prepared.notes = std::move(burst.notes);
   return prepared;
+}
+
+void TellNotes(const DenoiseOptions& options, const PreparedBurst& burst, std::ostream& err) {
+  if (options.quiet) return;
+  for (const std::string& note : burst.notes) err << "zolt-burst: " << note << "\n";
+  if (!options.verbose) return;
+  const bool each = burst.files.size() == burst.shots.size();
+  for (size_t i = 0; i < burst.files.size(); ++i) {
+    err << burst.files[i] << ": " << ExposureLine(each ? std::vector<ShotFacts>{burst.shots[i]} : burst.shots)
+        << "\n";
+  }
+  const Metadata& m = burst.metadata;
+  err << "metadata of the reference: Exif " << m.exif.size() << " bytes, XMP " << m.xmp.size() << ", IPTC "
+      << m.iptc.size() << ", colour profile " << m.icc.size() << ", orientation " << m.orientation << "\n";
 }
 
 }  // namespace zolt
