@@ -344,7 +344,10 @@ class FfmpegSource : public FrameSource {
     decoder_.reset(avcodec_alloc_context3(codec));
     if (!decoder_ || avcodec_parameters_to_context(decoder_.get(), parameters) < 0)
       Fail("no memory to read it");
-    decoder_->err_recognition = AV_EF_EXPLODE | AV_EF_CRCCHECK;
+    // FFmpeg's TIFF decoder takes a tag that it doesn't know, such as the orientation, for an error to
+    // explode at.
+    const bool explodes = codec->id != AV_CODEC_ID_TIFF;
+    decoder_->err_recognition = AV_EF_CRCCHECK | (explodes ? AV_EF_EXPLODE : 0);
     // Said here in words, since the decoder's own refusal doesn't tell why.
     if (parameters->width > 0 && parameters->height > 0)
       CheckPixels(path_, parameters->width, parameters->height, options_);

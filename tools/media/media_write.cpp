@@ -132,6 +132,8 @@ std::vector<uint8_t> PictureBytes(const std::string& path, const YuvPicture& pic
     rest.metadata = UprightMetadata(file.metadata, upright.width, upright.height);
     return PictureBytes(path, upright, rest, left_out);
   }
+  if (IsHeif(format) && !file.metadata.iptc.empty())
+    left_out->push_back("IPTC left out: HEIF has no place for it");
   if (IsHeif(format)) return HeifBytes(picture, file.metadata, format, file.quality, path);
   if (format == "png") return WithMetadata(RgbBytes(picture, AV_CODEC_ID_PNG, path), file.metadata, left_out);
   if (format == "tif")

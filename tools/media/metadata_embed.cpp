@@ -1,13 +1,13 @@
 // Metadata into the bytes of an encoded file.
+#include <zlib.h>
+
 #include <cstring>
+#include <new>
+#include <string_view>
 #include <utility>
 
 #include "media/exiv2_blocks.h"
 #include "media/metadata.h"
-
-extern "C" {
-#include <libavutil/crc.h>
-}
 
 namespace zolt {
 namespace {
@@ -23,17 +23,44 @@ bool IsJpeg(const std::vector<uint8_t>& file) {
   return file.size() > 2 && file[0] == 0xff && file[1] == 0xd8;
 }
 
-// Behind the head. The library would write an older form, which browsers don't read.
-void InsertPngExif(std::vector<uint8_t>* file, const std::vector<uint8_t>& exif) {
-  std::vector<uint8_t> chunk;
-  Append32(&chunk, exif.size());
-  chunk.insert(chunk.end(), {'e', 'X', 'I', 'f'});
-  chunk.insert(chunk.end(), exif.begin(), exif.end());
-  const uint32_t crc =
-      av_crc(av_crc_get_table(AV_CRC_32_IEEE_LE), 0xffffffffu, chunk.data() + 4, chunk.size() - 4);
-  Append32(&chunk, crc ^ 0xffffffffu);
+void AppendChunk(std::vector<uint8_t>* out, const char* name, const std::vector<uint8_t>& data) {
+  Append32(out, data.size());
+  const size_t begin = out->size();
+  out->insert(out->end(), name, name + 4);
+  out->insert(out->end(), data.begin(), data.end());
+  Append32(out, crc32(0, out->data() + begin, static_cast<uInt>(out->size() - begin)));
+}
+
+void AppendText(std::vector<uint8_t>* out, std::string_view text) {
+  out->insert(out->end(), text.begin(), text.end());
+}
+
+// Written here: the library knows only an older form of Exif in PNG, which browsers don't read, and a
+// profile's chunk that others find fault with.
+std::vector<uint8_t> PngWith(const std::vector<uint8_t>& file, const Metadata& metadata) {
+  using namespace std::string_view_literals;
   constexpr ptrdiff_t kHeadEnd = 8 + 12 + 13;
-  file->insert(file->begin() + kHeadEnd, chunk.begin(), chunk.end());
+  std::vector<uint8_t> out(file.begin(), file.begin() + kHeadEnd);
+  if (!metadata.icc.empty()) {
+    std::vector<uint8_t> data;
+    AppendText(&data, "ICC profile\0\0"sv);
+    const size_t head = data.size();
+    uLongf size = compressBound(metadata.icc.size());
+    data.resize(head + size);
+    if (compress(data.data() + head, &size, metadata.icc.data(), metadata.icc.size()) != Z_OK)
+      throw std::bad_alloc();
+    data.resize(head + size);
+    AppendChunk(&out, "iCCP", data);
+  }
+  if (!metadata.exif.empty()) AppendChunk(&out, "eXIf", metadata.exif);
+  if (!metadata.xmp.empty()) {
+    std::vector<uint8_t> data;
+    AppendText(&data, "XML:com.adobe.xmp\0\0\0\0\0"sv);
+    AppendText(&data, metadata.xmp);
+    AppendChunk(&out, "iTXt", data);
+  }
+  out.insert(out.end(), file.begin() + kHeadEnd, file.end());
+  return out;
 }
 
 // Sets what is new over what the file has: of a TIFF that are the tags which tell its pixels.
@@ -51,7 +78,7 @@ std::vector<uint8_t> Written(const std::vector<uint8_t>& encoded, const Metadata
   auto image = Exiv2::ImageFactory::open(encoded.data(), static_cast<long>(encoded.size()));
   image->readMetadata();
   ExifBlocks blocks = TakenApart(metadata);
-  if (!IsPng(encoded)) AddExif(blocks.exif, !IsJpeg(encoded), &image->exifData());
+  AddExif(blocks.exif, !IsJpeg(encoded), &image->exifData());
   image->setXmpData(blocks.xmp);
   image->setIptcData(blocks.iptc);
   if (!metadata.icc.empty()) {
@@ -69,6 +96,10 @@ std::vector<uint8_t> Written(const std::vector<uint8_t>& encoded, const Metadata
 std::vector<uint8_t> WithMetadata(const std::vector<uint8_t>& encoded, const Metadata& metadata,
                                   std::vector<std::string>* left_out) {
   PrepareExiv2();
+  if (IsPng(encoded)) {
+    if (!metadata.iptc.empty()) left_out->push_back("IPTC left out: PNG has no place for it");
+    return PngWith(encoded, metadata);
+  }
   // Rather without one block than without all: what is too large for a JPEG's segment goes, the largest
   // first.
   Metadata rest = metadata;
@@ -88,9 +119,7 @@ std::vector<uint8_t> WithMetadata(const std::vector<uint8_t>& encoded, const Met
     if (*block.name != 0) left_out->push_back(std::string(block.name) + " left out: " + reason);
     try {
       const bool plain = rest.exif.empty() && rest.xmp.empty() && rest.iptc.empty() && rest.icc.empty();
-      std::vector<uint8_t> file = plain ? encoded : Written(encoded, rest);
-      if (IsPng(file) && !rest.exif.empty()) InsertPngExif(&file, rest.exif);
-      return file;
+      return plain ? encoded : Written(encoded, rest);
     } catch (const std::exception& e) {
       reason = e.what();
     }
