@@ -331,10 +331,19 @@ class FfmpegSource : public FrameSource {
         avformat_open_input(&format, nullptr, nullptr, nullptr);  // frees `format` when it fails
     if (opened < 0) Fail("is no image or video that can be read: " + FfmpegReason(opened));
     format_.reset(format);
-    const int found = avformat_find_stream_info(format_.get(), nullptr);
+    const int found = FindStreams();
     if (found < 0) Fail("is damaged: " + FfmpegReason(found));
     stream_ = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (stream_ < 0) Fail("holds no picture");
+  }
+
+  // Looking for streams decodes frames, which must not be larger than wanted either.
+  int FindStreams() {
+    std::vector<AVDictionary*> limits(format_->nb_streams, nullptr);
+    for (AVDictionary*& limit : limits) av_dict_set_int(&limit, "max_pixels", options_.most_pixels, 0);
+    const int found = avformat_find_stream_info(format_.get(), limits.empty() ? nullptr : limits.data());
+    for (AVDictionary*& limit : limits) av_dict_free(&limit);
+    return found;
   }
 
   void OpenDecoder() {

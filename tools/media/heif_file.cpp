@@ -276,6 +276,8 @@ Metadata ReadHeifMetadata(const std::string& path) {
   Metadata metadata = MetadataFromBlocks(ExifBlock(primary.get()), std::string(xmp.begin(), xmp.end()),
                                          ProfileOf(primary.get()));
   metadata.orientation = kUpright;
+  metadata.width = heif_image_handle_get_width(primary.get());
+  metadata.height = heif_image_handle_get_height(primary.get());
   if (const Nclx nclx = NclxOf(primary.get())) {
     metadata.primaries = nclx->color_primaries;
     metadata.transfer = nclx->transfer_characteristics;
@@ -300,7 +302,6 @@ std::vector<uint8_t> HeifBytes(const YuvPicture& picture, const Metadata& metada
   options->save_two_colr_boxes_when_ICC_and_nclx_available = 1;
   options->macOS_compatibility_workaround_no_nclx_profile = 0;
   options->output_nclx_profile = nclx.get();
-  options->image_orientation = static_cast<heif_orientation>(metadata.orientation);
   heif_image_handle* raw_handle = nullptr;
   Check(heif_context_encode_image(context.get(), image.get(), raw_encoder, options.get(), &raw_handle), path,
         "can't be encoded");

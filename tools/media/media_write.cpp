@@ -94,9 +94,9 @@ bool IsHeif(const std::string& format) {
   return format == "heic" || format == "avif";
 }
 
-// Whether readers of the format look at the tag.
+// Whether readers of the format look at the tag. HEIF has a turning of its own, which some programs apply
+// once more when they convert; turned pixels come out right everywhere.
 bool KeepsOrientation(const std::string& format, const Metadata& metadata) {
-  if (IsHeif(format)) return true;  // told by the container
   return (format == "jpg" || format == "tif") && ReadsMetadata() && !metadata.exif.empty();
 }
 

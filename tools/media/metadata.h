@@ -20,7 +20,10 @@ struct Metadata {
   // H.273 numbers of formats that tell colour by them; 2: not told.
   int primaries = 2;
   int transfer = 2;
-  std::string fault = {};  // why it could not be read, in words
+  int width = 0;  // as the file tells, which may be wrong; 0: not told
+  int height = 0;
+  std::string software = {};  // that wrote the file last, by its own word
+  std::string fault = {};     // why it could not be read, in words
 };
 
 /// What the tags tell of how a frame was taken; what is not told is empty.

@@ -43,6 +43,7 @@ int OrientationOf(const Exiv2::ExifData& exif) {
 Metadata Kept(ExifBlocks& blocks) {
   Metadata metadata;
   metadata.orientation = OrientationOf(blocks.exif);
+  metadata.software = TextOf(blocks.exif, "Exif.Image.Software");
   ExifBlocks kept;
   for (const Exiv2::Exifdatum& datum : blocks.exif) {
     if (Belongs(datum)) kept.exif.add(datum);
@@ -111,6 +112,8 @@ Metadata ReadMetadata(const std::string& path) {
     image->readMetadata();
     ExifBlocks blocks{image->exifData(), image->xmpData(), image->iptcData()};
     metadata = Kept(blocks);
+    metadata.width = static_cast<int>(image->pixelWidth());
+    metadata.height = static_cast<int>(image->pixelHeight());
     if (image->iccProfileDefined()) metadata.icc = BytesOf(*image->iccProfile());
   } catch (const Exiv2::Error& e) {
     // A format that it doesn't know carries nothing that could be kept.

@@ -1,6 +1,7 @@
 // Cameras' raw files, developed so that the frames of a burst stay alike.
 #include <libraw/libraw.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "common/errors.h"
@@ -73,15 +74,16 @@ class RawSource : public FrameSource {
     params->med_passes = 0;
   }
 
+  // What the development will use. A balance that is wished takes the place of the camera's own, on the same
+  // road.
   WhiteBalance SetWhiteBalance() {
-    const auto& colour = raw_->imgdata.color;
-    WhiteBalance gains = options_.white_balance.value_or(WhiteBalance{});
-    if (!options_.white_balance) {
-      const bool told = colour.cam_mul[0] > 0 && colour.cam_mul[1] > 0 && colour.cam_mul[2] > 0;
-      for (size_t c = 0; c < 4; ++c) gains[c] = told ? colour.cam_mul[c] : colour.pre_mul[c];
+    auto& colour = raw_->imgdata.color;
+    if (options_.white_balance) {
+      std::copy(options_.white_balance->begin(), options_.white_balance->end(), colour.cam_mul);
+      std::memset(colour.white, 0, sizeof colour.white);  // an older way to tell it, which would go first
     }
-    if (!(gains[0] > 0 && gains[1] > 0 && gains[2] > 0)) return gains;
-    for (size_t c = 0; c < 4; ++c) raw_->imgdata.params.user_mul[c] = gains[c];
+    WhiteBalance gains;
+    std::copy(colour.cam_mul, colour.cam_mul + gains.size(), gains.begin());
     return gains;
   }
 
