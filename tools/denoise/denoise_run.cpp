@@ -188,9 +188,14 @@ DenoiseResult DenoiseBurst(const std::vector<YuvPicture>& frames, const DenoiseS
 }
 
 std::string ShippedConfigFolder() {
-  for (const char* folder : {ZOLT_INSTALLED_CONFIG, ZOLT_SOURCE_CONFIG}) {
+  // Beside the program first: a package may be installed anywhere.
+  std::error_code none;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", none);
+  const std::string beside = (program.parent_path().parent_path() / "share/zolt_mfdenoise").string();
+  for (const std::string& folder :
+       {beside, std::string(ZOLT_INSTALLED_CONFIG), std::string(ZOLT_SOURCE_CONFIG)}) {
     std::error_code ignored;
-    if (std::filesystem::exists(std::string(folder) + "/multiframe.xml", ignored)) return folder;
+    if (std::filesystem::exists(folder + "/multiframe.xml", ignored)) return folder;
   }
   FailFile(std::string("no tuning file in ") + ZOLT_INSTALLED_CONFIG + "; name its folder with --config");
 }

@@ -319,7 +319,12 @@ class FfmpegSource : public FrameSource {
     }
   }
 
-  [[noreturn]] void Fail(const std::string& what) const { FailFile(path_ + ": " + what); }
+  [[noreturn]] void Fail(const std::string& what) const {
+    // A decoder that refuses a size doesn't say so; the head of the file may.
+    const Metadata head = ReadMetadata(path_);
+    if (head.width > 0 && head.height > 0) CheckPixels(path_, head.width, head.height, options_);
+    FailFile(path_ + ": " + what);
+  }
 
   void OpenContainer() {
     AVFormatContext* format = avformat_alloc_context();
