@@ -1,6 +1,7 @@
 # Debian packages of the project, for the scripts to source: `need PACKAGE...` installs what is missing and says so.
 
-BUILD_PACKAGES="g++ cmake ninja-build pkg-config googletest libbenchmark-dev libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libcli11-dev nlohmann-json3-dev libpugixml-dev libnlopt-dev libnlopt-cxx-dev"
+BUILD_PACKAGES="g++ cmake ninja-build pkg-config googletest libbenchmark-dev libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libcli11-dev nlohmann-json3-dev libpugixml-dev libnlopt-dev libnlopt-cxx-dev libjpeg-dev zlib1g-dev libexiv2-dev libheif-dev libraw-dev"
+TEST_PACKAGES="dpkg-dev libimage-exiftool-perl imagemagick libheif-examples ffmpeg"
 CROSS_PACKAGES="g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user-static"
 CHECK_PACKAGES="clang-format clang-tidy git python3"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"

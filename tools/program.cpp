@@ -1,13 +1,21 @@
 #include "program.h"
 
 #include <CLI/CLI.hpp>
+#include <memory>
 #include <new>
+#include <string>
+#include <vector>
 
 #include "batch/batch_command.h"
 #include "common/errors.h"
 #include "compare/compare_command.h"
 #include "config_check/config_check.h"
 #include "denoise/denoise_command.h"
+#include "group/group_command.h"
+#include "manual/completions.h"
+#include "manual/manual_page.h"
+#include "manual/outline.h"
+#include "media/libraries.h"
 #include "report/report_command.h"
 #include "simulate/simulate_command.h"
 #include "tune/measure_command.h"
@@ -21,22 +29,47 @@ constexpr const char* kFooter =
 also has 4, findings, and batch 4, some bursts failed. 130: stopped by Ctrl-C.
 'zolt-burst SUBCOMMAND --help' has examples.)";
 
+std::string VersionText() {
+  std::string text = std::string("zolt-burst ") + ZOLT_VERSION + "\nReads and writes files with";
+  const std::vector<std::string> libraries = MediaLibraries();
+  for (size_t i = 0; i < libraries.size(); ++i) text += (i > 0 ? ", " : " ") + libraries[i];
+  return text +
+         "\nThe noise reduction's libraries are under Apache-2.0. This program, with the libraries above, "
+         "may be passed on"
+         "\nunder GPL-3.0-or-later only.";
+}
+
+// What packages install; made of the texts of --help.
+void AddManualCommands(CLI::App& app, std::ostream& out) {
+  app.add_subcommand("manual", "Print the page for man(1)")->group("")->callback([&] {
+    out << ManualPage(OutlineOf(app));
+  });
+  CLI::App* completions = app.add_subcommand("completions", "Print the completions for a shell")->group("");
+  auto shell = std::make_shared<std::string>();
+  completions->add_option("SHELL", *shell, "bash, zsh or fish")->required();
+  completions->callback([&app, &out, shell] { out << Completions(OutlineOf(app), *shell); });
+}
+
 }  // namespace
 
 int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
   CLI::App app("Turns a burst of noisy frames into one clean image", "zolt-burst");
   app.footer(kFooter);
+  app.set_version_flag("--version", VersionText,
+                       "Print the versions of the program and its libraries, and the licence");
   app.require_subcommand(1);
   int exit_code = kExitDone;
   try {
-    AddDenoiseCommand(app, out);
+    AddDenoiseCommand(app, out, err);
     AddSimulateCommand(app, out);
     AddCompareCommand(app, out);
     AddMeasureCommand(app, out);
     AddReportCommand(app, out);
+    AddGroupCommand(app, out, err);
     AddBatchCommand(app, &exit_code, out);
     AddConfigCheckCommand(app, &exit_code, out);
     AddTuneCommand(app, &exit_code, out);
+    AddManualCommands(app, out);
     app.parse(argc, argv);
     return exit_code;
   } catch (const CLI::ParseError& e) {
@@ -46,6 +79,10 @@ int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostr
     return e.code();
   } catch (const std::bad_alloc&) {
     err << "zolt-burst: not enough memory\n";
+    return kExitFile;
+  } catch (const std::exception& e) {
+    // Of a library that reads files, in words of its own.
+    err << "zolt-burst: " << e.what() << "\n";
     return kExitFile;
   }
 }

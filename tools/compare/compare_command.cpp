@@ -38,8 +38,7 @@ nlohmann::json FiniteOrNull(double v) {
 
 void Run(const Options& options, std::ostream& out) {
   for (const std::string& path : {options.diff, options.side_by_side}) {
-    if (!path.empty() && !IsKnownPictureName(path))
-      FailUsage(path + ": unknown extension; use .png, .jpg or .y4m");
+    if (!path.empty()) OutputFormat(path, "");
   }
   if (!std::isfinite(options.gain)) FailUsage("--gain takes a number");
   YuvPicture a = ReadPicture(options.a);

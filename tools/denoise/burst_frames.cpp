@@ -6,7 +6,7 @@
 #include "common/errors.h"
 #include "common/file_io.h"
 #include "common/size_option.h"
-#include "media/media_read.h"
+#include "media/file_kind.h"
 #include "media/raw_frame.h"
 #include "simulate/burst_folder.h"
 
@@ -42,26 +42,89 @@ std::vector<std::string> Chosen(const std::vector<std::string>& all, const Burst
   return {all.begin() + static_cast<ptrdiff_t>(first), all.begin() + static_cast<ptrdiff_t>(first + count)};
 }
 
+[[noreturn]] void FailSize(const std::string& what, const YuvPicture& a, const std::string& other,
+                           const YuvPicture& b) {
+  FailUsage(what + " is " + SizeText(a) + ", but " + other + " is " + SizeText(b) +
+            "; crop or scale the frames so that all have one size");
+}
+
+// Takes frames one by one, and tells where they are unlike the first.
+class Collector {
+ public:
+  Collector(const BurstSource& source, BurstFrames* burst) : source_(source), burst_(burst) {}
+
+  void Take(const std::string& file, Metadata metadata, MediaFrame frame) {
+    BurstFrames& burst = *burst_;
+    if (frame.orientation && *frame.orientation != metadata.orientation)
+      metadata.orientation = *frame.orientation;
+    if (frame.bits > 8) deep_ = std::max(deep_, frame.bits);
+    const bool first = burst.frames.empty();
+    burst.shots.push_back(FactsOf(metadata));
+    if (!burst.shots.back().iso) burst.shots.back().iso = frame.iso;
+    if (first) {
+      burst.iso = burst.shots[0].iso;
+      burst.iso_source = "exif";
+      burst.metadata = std::move(metadata);
+      if (!burst.metadata.fault.empty())
+        Note(file + ": its metadata can't be read and is left out: " + burst.metadata.fault);
+    } else {
+      Compare(file, metadata, frame.picture);
+    }
+    if (burst.files.empty() || burst.files.back() != file) burst.files.push_back(file);
+    burst.frame_files.push_back(file);
+    burst.frames.push_back(source_.upright ? Turned(frame.picture, burst.metadata.orientation)
+                                           : std::move(frame.picture));
+  }
+
+  void Finish() {
+    if (deep_ > 8) Note(std::to_string(deep_) + " bits a sample are rounded to 8");
+    if (!source_.upright || burst_->metadata.orientation == kUpright) return;
+    const YuvPicture& first = burst_->frames.front();
+    burst_->metadata = UprightMetadata(burst_->metadata, first.width, first.height);
+  }
+
+ private:
+  void Note(const std::string& line) { burst_->notes.push_back(line); }
+
+  void Compare(const std::string& file, const Metadata& metadata, const YuvPicture& picture) {
+    const YuvPicture& first = burst_->frames.front();
+    const std::string& name = burst_->files.front();
+    const bool turned = source_.upright && ExchangesSides(burst_->metadata.orientation);
+    if (picture.width != (turned ? first.height : first.width) ||
+        picture.height != (turned ? first.width : first.height)) {
+      FailSize(file == name ? file + ": a later frame" : file, picture, file == name ? "the first" : name,
+               first);
+    }
+    // Pixels are compared as they lie on the sensor: a phone that was turned within the burst changed only
+    // the tag.
+    if (metadata.orientation != burst_->metadata.orientation)
+      Note(file + ": its orientation (" + std::to_string(metadata.orientation) + ") is not that of " + name +
+           " (" + std::to_string(burst_->metadata.orientation) + "), which is taken for all");
+    if (metadata.icc != burst_->metadata.icc)
+      Note(file + ": its colour profile is not that of " + name +
+           ", which is taken for all; colours may be mixed wrong");
+  }
+
+  const BurstSource& source_;
+  BurstFrames* burst_;
+  int deep_ = 8;
+};
+
 // The first frame of each file.
-BurstFrames OfFiles(const std::vector<std::string>& files) {
+BurstFrames OfFiles(const std::vector<std::string>& files, const BurstSource& source) {
   BurstFrames burst;
+  Collector collector(source, &burst);
+  ReadOptions options = source.read;
   for (const std::string& file : files) {
-    MediaReader reader(file);
+    MediaReader reader(file, options);
     auto frame = reader.Next();
     if (!frame) FailFile(file + ": holds no picture");
-    if (burst.frames.empty() && frame->iso) {
-      burst.iso = frame->iso;
-      burst.iso_source = "exif";
-    }
-    burst.frames.push_back(std::move(frame->picture));
-    burst.frame_files.push_back(file);
-    const YuvPicture& first = burst.frames.front();
-    const YuvPicture& latest = burst.frames.back();
-    if (latest.width != first.width || latest.height != first.height) {
-      FailUsage(file + " is " + SizeText(latest) + ", but " + files.front() + " is " + SizeText(first) +
-                "; crop or scale the frames so that all have one size");
-    }
+    // Raw frames of a burst are developed alike, though a camera may have told another white balance for
+    // each.
+    if (!options.white_balance) options.white_balance = frame->white_balance;
+    collector.Take(file, ReadMetadataOf(file), std::move(*frame));
   }
+  collector.Finish();
   return burst;
 }
 
@@ -70,30 +133,28 @@ BurstFrames OfFolder(const std::string& folder, const BurstSource& source) {
   std::vector<std::string> files;
   for (const std::string& name : info.frames)
     files.push_back((std::filesystem::path(folder) / name).string());
-  BurstFrames burst = OfFiles(Chosen(files, source));
+  BurstFrames burst = OfFiles(Chosen(files, source), source);
   burst.iso = info.iso;
   burst.iso_source = "burst.json";
   return burst;
 }
 
-BurstFrames OfVideo(const std::string& path, const BurstSource& source) {
+// A video, or an image file of several frames. `path` is what is read, `name` what it is called.
+BurstFrames OfVideo(const std::string& path, const std::string& name, const BurstSource& source) {
   BurstFrames burst;
-  const int wanted = source.frames > 0 ? source.frames : kVideoFrames;
+  Collector collector(source, &burst);
+  const bool images = KindOf(path) == FileKind::kImage || KindOf(path) == FileKind::kHeif;
+  const int wanted = source.frames > 0 ? source.frames : images ? kMostFrames : kVideoFrames;
   if (wanted > kMostFrames) FailCount(static_cast<size_t>(wanted));
-  MediaReader reader(path);
+  const Metadata metadata = ReadMetadataOf(path);
+  MediaReader reader(path, source.read);
   for (int i = 0; i < source.start + wanted; ++i) {
     auto frame = reader.Next();
     if (!frame) break;
-    if (i < source.start) continue;
-    if (!burst.frames.empty() &&
-        (frame->picture.width != burst.frames[0].width || frame->picture.height != burst.frames[0].height)) {
-      FailUsage(path + ": the frames change from " + SizeText(burst.frames[0]) + " to " +
-                SizeText(frame->picture) + "; choose frames of one size with --start and --frames");
-    }
-    burst.frames.push_back(std::move(frame->picture));
-    burst.frame_files.push_back(path);
+    if (i >= source.start) collector.Take(name, metadata, std::move(*frame));
   }
   if (burst.frames.empty()) FailCount(0);
+  collector.Finish();
   return burst;
 }
 
@@ -111,6 +172,7 @@ BurstFrames OfRawFiles(const BurstSource& source) {
     const auto layout = RawLayoutOf(path);
     if (!layout) FailUsage(path + ": raw files and other images can't be mixed in one burst");
     const std::vector<uint8_t> bytes = ReadWhole(path);
+    burst.files.push_back(path);
     if (bytes.empty() || bytes.size() % frame_bytes != 0) {
       FailFile(path + ": " + std::to_string(bytes.size()) + " bytes are no whole number of " + source.size +
                " frames of " + std::to_string(frame_bytes) + " bytes");
@@ -121,6 +183,7 @@ BurstFrames OfRawFiles(const BurstSource& source) {
       if (burst.frames.size() == kMostFrames) FailCount(kMostFrames + 1);
       burst.frames.push_back(PictureFromRaw(&bytes[at], width, height, *layout));
       burst.frame_files.push_back(path);
+      burst.shots.emplace_back();
     }
   }
   if (burst.frames.empty()) FailCount(0);
@@ -133,15 +196,20 @@ BurstFrames LoadBurst(const BurstSource& source) {
   const bool raw = std::any_of(source.inputs.begin(), source.inputs.end(),
                                [](const std::string& path) { return RawLayoutOf(path) && !IsFolder(path); });
   if (raw) return OfRawFiles(source);
-  if (!source.size.empty()) FailUsage("--size is for raw files (.nv21, .nv12, .i420, .yuv) only");
-  if (source.inputs.size() == 1) {
-    const std::string& only = source.inputs.front();
-    return IsFolder(only) ? OfFolder(only, source) : OfVideo(only, source);
+  if (!source.size.empty()) FailUsage("--size is for raw frames (.nv21, .nv12, .i420, .yuv) only");
+  const std::string& only = source.inputs.front();
+  const bool one = source.inputs.size() == 1;
+  if (one && only == "-") {
+    const StandardInput input;
+    return OfVideo(input.path(), "standard input", source);
   }
-  for (const std::string& path : source.inputs) {
-    if (IsFolder(path)) FailUsage(path + ": is a folder; give one folder alone, or files");
-  }
-  return OfFiles(Chosen(source.inputs, source));
+  if (one && IsFolder(only) && HasBurstInfo(only)) return OfFolder(only, source);
+  if (one && !IsFolder(only)) return OfVideo(only, only, source);
+  const InputList list = PicturesAmong(source.inputs, source.order);
+  if (list.files.size() == 1 && one) return OfVideo(list.files[0], list.files[0], source);
+  BurstFrames burst = OfFiles(Chosen(list.files, source), source);
+  burst.notes.insert(burst.notes.begin(), list.notes.begin(), list.notes.end());
+  return burst;
 }
 
 }  // namespace zolt

@@ -4,7 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "media/picture.h"
+#include "media/input_list.h"
+#include "media/media_read.h"
 
 namespace zolt {
 
@@ -14,10 +15,13 @@ constexpr int kVideoFrames = 6;   // taken of a video when nobody says how many
 /// What names a burst on the command line.
 struct BurstSource {
   std::vector<std::string> inputs =
-      {};                 // image files; or one video; or raw files; or one folder of `simulate`
+      {};                 // image files; one video; raw frames; folders; "-" for standard input
   int frames = 0;         // how many of them to take; 0: all, of a video the first kVideoFrames
   int start = 0;          // how many to leave out first
-  std::string size = {};  // WxH of raw files
+  std::string size = {};  // WxH of raw frames
+  InputOrder order = InputOrder::kGiven;
+  ReadOptions read = {};
+  bool upright = false;  // turn the frames as their tags say
 };
 
 struct BurstFrames {
@@ -25,6 +29,10 @@ struct BurstFrames {
   std::vector<std::string> frame_files;  // the file of each
   std::optional<int> iso;                // as the folder or the first frame's EXIF tells
   std::string iso_source;                // "burst.json" or "exif"
+  Metadata metadata;                     // of the first frame
+  std::vector<ShotFacts> shots;          // one for each frame
+  std::vector<std::string> files;        // that were read
+  std::vector<std::string> notes;        // what the user should know, a line each
 };
 
 /// ToolError that says what to do: (usage) for no, too many or unlike frames, (file) for what can't be

@@ -1,6 +1,7 @@
 #include "denoise/denoise_command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -9,6 +10,7 @@
 #include "denoise/denoise_options.h"
 #include "denoise/denoise_run.h"
 #include "denoise/denoise_summary.h"
+#include "denoise/output_file.h"
 #include "media/media_write.h"
 
 namespace zolt {
@@ -20,24 +22,24 @@ constexpr const char* kExamples = R"(Examples:
   zolt-burst denoise burst -o clean.png --maps maps        a folder made by 'zolt-burst simulate'
   zolt-burst denoise a.nv21 b.nv21 --size 4000x3000 -o clean.nv21
   zolt-burst denoise *.jpg -o clean.png --reference 0 --json
+  zolt-burst denoise *.dng -o clean.tif --fast-preview     cameras' raw files, a preview of half the size
+  ffmpeg -i clip.mp4 -f yuv4mpegpipe - | zolt-burst denoise - -o - --output-format jpg > clean.jpg
 
 The result shows the moment of the reference, which is the sharpest of the first three frames. Blurred frames and
-those of another scene or exposure are left out; of more than ten, the ten best are merged. OUT's extension tells its
-format: .png, .jpg, .y4m, .i420 (.yuv), .nv12 or .nv21. If the library refuses, the program ends with 3 and writes
-nothing; 130 is the end by Ctrl-C.)";
+those of another scene or exposure are left out; of more than ten, the ten best are merged. Files that are no pictures
+are left out with a line. OUT's extension tells its format: .jpg, .png, .tif, .heic, .avif, .y4m, .i420 (.yuv), .nv12
+or .nv21. If the library refuses, the program ends with 3 and writes nothing; 130 is the end by Ctrl-C.)";
 
 struct Options {
   DenoiseOptions denoise;
-  std::string output, maps;
+  OutputOptions output;
+  std::string maps;
   bool json = false;
 };
 
 // What would only come out after the work is done.
 void CheckOutputs(const Options& options) {
-  if (!IsKnownPictureName(options.output)) {
-    FailUsage(options.output + ": unknown extension; use .png, .jpg, .y4m, .i420 (or .yuv), .nv12 or .nv21");
-  }
-  CheckFolderOf(options.output);
+  CheckOutput(options.output, options.denoise.source.inputs);
   if (options.maps.empty()) return;
   std::error_code error;
   std::filesystem::create_directories(options.maps, error);
@@ -45,9 +47,10 @@ void CheckOutputs(const Options& options) {
 }
 
 // Ghost maps and weights are grey pictures, the aligned frame is what was folded in.
-void WriteMaps(const std::string& folder, int frame, const FrameMaps& maps) {
+void WriteMaps(const std::string& folder, int frame, int orientation, const FrameMaps& maps) {
   const auto write = [&](const char* name, const YuvPicture& picture) {
-    if (picture.width > 0) WritePicture(folder + "/" + name + "-" + std::to_string(frame) + ".png", picture);
+    if (picture.width > 0)
+      WritePicture(folder + "/" + name + "-" + std::to_string(frame) + ".png", Turned(picture, orientation));
   };
   write("aligned", maps.aligned);
   write("ghost", maps.ghost);
@@ -57,10 +60,10 @@ void WriteMaps(const std::string& folder, int frame, const FrameMaps& maps) {
 void Tell(const Options& options, const PreparedBurst& burst, const DenoiseResult& result,
           std::ostream& out) {
   if (!options.json) {
-    out << SummaryText(options.output, burst, result);
+    out << SummaryText(options.output.path, burst, result);
     return;
   }
-  const nlohmann::ordered_json j = SummaryJson(options.output, burst, result);
+  const nlohmann::ordered_json j = SummaryJson(options.output.path, burst, result);
   out << j.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
 }
 
@@ -69,35 +72,44 @@ void TellRefusal(const LibraryRefused& refusal, std::ostream& out) {
   out << j.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
 }
 
-void Run(const Options& options, std::ostream& out) {
+void Run(const Options& options, std::ostream& out, std::ostream& err) {
   CheckOutputs(options);
   const PreparedBurst burst = PrepareBurst(options.denoise);
+  TellNotes(options.denoise, burst, err);
+  CheckNoInput(options.output, burst.files);
   std::function<void(int, const FrameMaps&)> on_maps;
   if (!options.maps.empty()) {
-    on_maps = [&](int frame, const FrameMaps& maps) { WriteMaps(options.maps, frame, maps); };
+    on_maps = [&](int frame, const FrameMaps& maps) {
+      WriteMaps(options.maps, frame, burst.metadata.orientation, maps);
+    };
   }
+  // A picture on standard output has it for itself.
+  std::ostream& words = options.output.path == "-" ? err : out;
   try {
-    const DenoiseResult result = DenoiseBurst(burst.frames, burst.settings, on_maps);
-    WritePicture(options.output, result.picture);
-    Tell(options, burst, result, out);
+    DenoiseResult result = DenoiseBurst(burst.frames, burst.settings, on_maps);
+    result.picture.grey =
+        std::all_of(burst.frames.begin(), burst.frames.end(), [](const auto& f) { return f.grey; });
+    WriteResult(options.output, result.picture, burst.metadata, burst.shots, out,
+                options.denoise.quiet ? nullptr : &err);
+    if (options.json || !options.denoise.quiet) Tell(options, burst, result, words);
   } catch (const LibraryRefused& refusal) {
-    if (options.json) TellRefusal(refusal, out);
+    if (options.json) TellRefusal(refusal, words);
     throw;
   }
 }
 
 }  // namespace
 
-void AddDenoiseCommand(CLI::App& app, std::ostream& out) {
+void AddDenoiseCommand(CLI::App& app, std::ostream& out, std::ostream& err) {
   auto options = std::make_shared<Options>();
   CLI::App* command = app.add_subcommand("denoise", "Make one clean image of a burst");
   command->footer(kExamples);
   AddDenoiseOptions(command, &options->denoise);
-  command->add_option("-o,--output", options->output, "the image to write")->required();
+  AddOutputOptions(command, &options->output);
   command->add_option("--maps", options->maps,
                       "write ghost map, weights and aligned frame of each frame to this folder");
   command->add_flag("--json", options->json, "tell the whole report as JSON, with the time of each stage");
-  command->callback([options, &out] { Run(*options, out); });
+  command->callback([options, &out, &err] { Run(*options, out, err); });
 }
 
 }  // namespace zolt

@@ -21,12 +21,34 @@ int ParseNumberOrAuto(const std::string& text, const std::string& option, int au
   return number;
 }
 
+namespace {
+
+void AddReadingOptions(CLI::App* command, DenoiseOptions* options) {
+  static const std::map<std::string, InputOrder> kOrders = {
+      {"given", InputOrder::kGiven}, {"name", InputOrder::kName}, {"time", InputOrder::kTime}};
+  command
+      ->add_option("--sort", options->source.order,
+                   "order of the files: given, name (9 before 10), or time (the camera's, with sub-seconds)")
+      ->transform(CLI::CheckedTransformer(kOrders))
+      ->default_str("given");
+  command->add_flag("--fast-preview", options->source.read.half_size,
+                    "read cameras' raw files at half their width and height, much faster");
+  command->add_option("--max-megapixels", options->megapixels, "refuse frames that are larger than this")
+      ->check(CLI::Range(1, 1000000))
+      ->capture_default_str();
+  command->add_flag("-q,--quiet", options->quiet, "tell nothing but errors");
+  command->add_flag("-v,--verbose", options->verbose, "tell what was read of each file");
+}
+
+}  // namespace
+
 void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options) {
   static const std::map<std::string, int> kFusions = {
       {"auto", ZOLT_BURST_FUSION_AUTO}, {"on", ZOLT_BURST_FUSION_AUTO}, {"off", ZOLT_BURST_FUSION_OFF}};
   static const std::map<std::string, int> kModes = {{"fine", ZOLT_BURST_FINE}, {"fast", ZOLT_BURST_FAST}};
   DenoiseSettings& settings = options->settings;
-  command->add_option("FRAMES", options->source.inputs, "images; or a video; or a folder of 'simulate'")
+  command
+      ->add_option("FRAMES", options->source.inputs, "images; or a video; or a folder; - is standard input")
       ->required();
   command->add_option("--config", settings.config_folder,
                       "folder of multiframe.xml (default: the built-in tuning)");
@@ -55,6 +77,7 @@ void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options) {
   command->add_option("--start", options->source.start, "leave out this many frames first")
       ->check(CLI::Range(0, 1000000));
   command->add_option("--size", options->source.size, "WxH of raw frames");
+  AddReadingOptions(command, options);
 }
 
 PreparedBurst PrepareBurst(const DenoiseOptions& options) {
@@ -65,7 +88,9 @@ PreparedBurst PrepareBurst(const DenoiseOptions& options) {
   settings.reference = ParseNumberOrAuto(options.reference, "--reference", -1, 0);
   if (!options.memory_limit.empty())
     settings.memory_limit = ParseBytes(options.memory_limit, "--memory-limit");
-  BurstFrames burst = LoadBurst(options.source);
+  BurstSource source = options.source;
+  source.read.most_pixels = options.megapixels * kMegapixel;
+  BurstFrames burst = LoadBurst(source);
   const int count = static_cast<int>(burst.frames.size());
   if (settings.reference >= count) {
     FailUsage("--reference " + options.reference + ": there are " + std::to_string(count) +
@@ -75,7 +100,25 @@ PreparedBurst PrepareBurst(const DenoiseOptions& options) {
   prepared.frame_files = std::move(burst.frame_files);
   prepared.told_iso = burst.iso;
   prepared.told_by = burst.iso_source;
+  prepared.metadata = std::move(burst.metadata);
+  prepared.shots = std::move(burst.shots);
+  prepared.files = std::move(burst.files);
+  prepared.notes = std::move(burst.notes);
   return prepared;
+}
+
+void TellNotes(const DenoiseOptions& options, const PreparedBurst& burst, std::ostream& err) {
+  if (options.quiet) return;
+  for (const std::string& note : burst.notes) err << "zolt-burst: " << note << "\n";
+  if (!options.verbose) return;
+  const bool each = burst.files.size() == burst.shots.size();
+  for (size_t i = 0; i < burst.files.size(); ++i) {
+    err << burst.files[i] << ": " << ExposureLine(each ? std::vector<ShotFacts>{burst.shots[i]} : burst.shots)
+        << "\n";
+  }
+  const Metadata& m = burst.metadata;
+  err << "metadata of the reference: Exif " << m.exif.size() << " bytes, XMP " << m.xmp.size() << ", IPTC "
+      << m.iptc.size() << ", colour profile " << m.icc.size() << ", orientation " << m.orientation << "\n";
 }
 
 }  // namespace zolt

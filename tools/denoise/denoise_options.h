@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -20,10 +21,15 @@ struct DenoiseOptions {
   std::string iso = "auto";
   std::string reference = "auto";
   std::string memory_limit = {};  // empty: none
+  int megapixels = 512;
+  bool quiet = false;
+  bool verbose = false;
 };
 
 /// The burst as the positional argument FRAMES, and --config, --iso, --reference, --keep-all, --fusion,
-/// --memory-limit, --frames, --start and --size. `options` has to live as long as `command`.
+/// --mode,
+/// --memory-limit, --frames, --start, --size, --sort, --fast-preview, --max-megapixels, -q and -v. `options`
+/// has to live as long as `command`.
 void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options);
 
 struct PreparedBurst {
@@ -32,10 +38,17 @@ struct PreparedBurst {
   DenoiseSettings settings;              // nothing left open
   std::optional<int> told_iso;           // for information: the measured noise decides
   std::string told_by;                   // "burst.json" or "exif"
+  Metadata metadata = {};                // of the first frame, as are these: see BurstFrames
+  std::vector<ShotFacts> shots = {};
+  std::vector<std::string> files = {};
+  std::vector<std::string> notes = {};
 };
 
 /// "auto" as `automatic`, or a whole number from `lowest` on. ToolError (usage) that names `option`.
 int ParseNumberOrAuto(const std::string& text, const std::string& option, int automatic, int lowest);
+
+/// What the user should know of the burst, and with -v of each frame, a line each; nothing with -q.
+void TellNotes(const DenoiseOptions& options, const PreparedBurst& burst, std::ostream& err);
 
 /// Loads the burst and settles what the options left open. ToolError as LoadBurst, and (usage) for options
 /// that make no sense.

@@ -1,322 +1,75 @@
 #include "media/media_read.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <utility>
 
 #include "common/errors.h"
 #include "media/colour.h"
-#include "media/ffmpeg_handles.h"
-
-extern "C" {
-#include <libavutil/opt.h>
-#include <libavutil/pixdesc.h>
-}
+#include "media/file_kind.h"
 
 namespace zolt {
 namespace {
 
-constexpr int64_t kMostPixels = int64_t{1} << 28;
-
-// Formats that hold nothing but pictures: a play list or a script can't send the reader to other files.
-constexpr const char* kFormats =
-    "jpeg_pipe,jpegls_pipe,png_pipe,tiff_pipe,bmp_pipe,ppm_pipe,pgm_pipe,pam_pipe,webp_pipe,yuv4mpegpipe,mov,"
-    "mp4,"
-    "matroska,webm,avi,mpegts,mjpeg,h264,hevc,nut,ivf";
-
-class InputFile {
- public:
-  explicit InputFile(const std::string& path) : file_(std::fopen(path.c_str(), "rb")) {
-    if (!file_) FailFile(path + ": can't be read: " + std::strerror(errno));
-    const int kBuffer = 1 << 16;
-    auto* buffer = static_cast<unsigned char*>(av_malloc(kBuffer));
-    if (buffer) io_.reset(avio_alloc_context(buffer, kBuffer, 0, file_, &Read, nullptr, &Seek));
-    if (!io_) {
-      av_free(buffer);
-      std::fclose(file_);
-      FailFile(path + ": no memory to read it");
-    }
-  }
-  ~InputFile() {
-    io_.reset();
-    std::fclose(file_);
-  }
-  InputFile(const InputFile&) = delete;
-  InputFile& operator=(const InputFile&) = delete;
-
-  AVIOContext* io() { return io_.get(); }
-
- private:
-  static int Read(void* opaque, uint8_t* to, int size) {
-    const size_t n = std::fread(to, 1, static_cast<size_t>(size), static_cast<FILE*>(opaque));
-    return n > 0 ? static_cast<int>(n) : AVERROR_EOF;
-  }
-  static int64_t Seek(void* opaque, int64_t offset, int whence) {
-    FILE* file = static_cast<FILE*>(opaque);
-    if (whence == AVSEEK_SIZE) {
-      const off_t here = ftello(file);
-      if (here < 0 || fseeko(file, 0, SEEK_END) != 0) return AVERROR(EIO);
-      const off_t size = ftello(file);
-      fseeko(file, here, SEEK_SET);
-      return size;
-    }
-    return fseeko(file, offset, whence & ~AVSEEK_FORCE) == 0 ? ftello(file) : AVERROR(EIO);
-  }
-
-  FILE* file_;
-  IoHandle io_;
-};
-
-bool IsRgbLike(AVPixelFormat format) {
-  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
-  return d && ((d->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0 || d->nb_components < 3);
-}
-
-bool IsFullRange(const AVFrame& frame) {
-  switch (frame.format) {
-    case AV_PIX_FMT_YUVJ420P:
-    case AV_PIX_FMT_YUVJ422P:
-    case AV_PIX_FMT_YUVJ444P:
-    case AV_PIX_FMT_YUVJ440P:
-    case AV_PIX_FMT_YUVJ411P:
-      return true;
+std::unique_ptr<FrameSource> Open(const std::string& path, const ReadOptions& options) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) FailFile(path + ": is a folder, not an image");
+  switch (KindOf(path)) {
+    case FileKind::kHeif:
+      return OpenHeif(path, options);
+    case FileKind::kRaw:
+      return OpenRawPhoto(path, options);
     default:
-      return frame.color_range == AVCOL_RANGE_JPEG;
+      return OpenWithFfmpeg(path, options);
   }
 }
 
-// The deprecated "yuvj" names say 4:2:0 and full range at once; the scaler wants the two apart.
-AVPixelFormat PlainFormat(int format) {
-  switch (format) {
-    case AV_PIX_FMT_YUVJ420P:
-      return AV_PIX_FMT_YUV420P;
-    case AV_PIX_FMT_YUVJ422P:
-      return AV_PIX_FMT_YUV422P;
-    case AV_PIX_FMT_YUVJ444P:
-      return AV_PIX_FMT_YUV444P;
-    case AV_PIX_FMT_YUVJ440P:
-      return AV_PIX_FMT_YUV440P;
-    case AV_PIX_FMT_YUVJ411P:
-      return AV_PIX_FMT_YUV411P;
-    default:
-      return static_cast<AVPixelFormat>(format);
-  }
-}
-
-int MatrixOf(const AVFrame& frame) {
-  switch (frame.colorspace) {
-    case AVCOL_SPC_BT709:
-      return SWS_CS_ITU709;
-    case AVCOL_SPC_BT2020_NCL:
-    case AVCOL_SPC_BT2020_CL:
-      return SWS_CS_BT2020;
-    default:
-      return SWS_CS_ITU601;
-  }
-}
-
-void CopyPlane(const AVFrame& frame, int index, std::vector<uint8_t>& out, int width, int height) {
-  for (int y = 0; y < height; ++y) {
-    std::memcpy(&out[size_t(y) * width], frame.data[index] + ptrdiff_t{y} * frame.linesize[index],
-                size_t(width));
-  }
-}
-
-// FFmpeg's scaler at unchanged size. Formats and ranges are set before it is made ready: told later, it would
-// already have chosen to copy equal layouts without a look at their range.
-ScalerHandle ScalerFor(const AVFrame& frame, AVPixelFormat to) {
-  ScalerHandle scaler(sws_alloc_context());
-  if (!scaler) FailFile("no memory for a frame");
-  const AVPixelFormat from = PlainFormat(frame.format);
-  const int full = IsRgbLike(from) || IsFullRange(frame) ? 1 : 0;
-  const std::pair<const char*, int> settings[] = {
-      {"srcw", frame.width},
-      {"srch", frame.height},
-      {"src_format", from},
-      {"src_range", full},
-      {"dstw", frame.width},
-      {"dsth", frame.height},
-      {"dst_format", to},
-      {"dst_range", 1},
-      {"sws_flags", SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP | SWS_BITEXACT}};
-  for (const auto& [name, value] : settings) av_opt_set_int(scaler.get(), name, value, 0);
-  if (sws_init_context(scaler.get(), nullptr, nullptr) < 0) FailFile("pixel layout not supported");
-  sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(MatrixOf(frame)), full,
-                           sws_getCoefficients(SWS_CS_ITU601), 1, 0, 1 << 16, 1 << 16);
-  return scaler;
-}
-
-// To RGB24, or to full-range YUV 4:2:0.
-FrameHandle Converted(const AVFrame& frame, AVPixelFormat to) {
-  const ScalerHandle scaler = ScalerFor(frame, to);
-  FrameHandle out(av_frame_alloc());
-  if (!out) FailFile("no memory for a frame");
-  out->width = frame.width;
-  out->height = frame.height;
-  out->format = to;
-  if (av_frame_get_buffer(out.get(), 0) < 0) FailFile("no memory for a frame");
-  sws_scale(scaler.get(), frame.data, frame.linesize, 0, frame.height, out->data, out->linesize);
-  return out;
-}
-
-RgbPicture RgbOf(const AVFrame& frame) {
-  const FrameHandle rgb = Converted(frame, AV_PIX_FMT_RGB24);
-  RgbPicture out(frame.width, frame.height);
-  CopyPlane(*rgb, 0, out.rgb, 3 * frame.width, frame.height);
-  return out;
-}
-
-YuvPicture PlanesOf(const AVFrame& frame) {
-  YuvPicture out(frame.width, frame.height);
-  CopyPlane(frame, 0, out.y, out.width, out.height);
-  CopyPlane(frame, 1, out.u, out.ChromaWidth(), out.ChromaHeight());
-  CopyPlane(frame, 2, out.v, out.ChromaWidth(), out.ChromaHeight());
-  return out;
-}
-
-// What goes through RGB: RGB itself, and the matrices that FFmpeg only changes on that road.
-bool HoldsRgb(const AVFrame& frame) {
-  return IsRgbLike(PlainFormat(frame.format)) || MatrixOf(frame) != SWS_CS_ITU601;
-}
-
-YuvPicture YuvOf(const AVFrame& frame) {
-  if (HoldsRgb(frame)) return YuvFromRgb(RgbOf(frame));
-  if (PlainFormat(frame.format) == AV_PIX_FMT_YUV420P && IsFullRange(frame)) return PlanesOf(frame);
-  return PlanesOf(*Converted(frame, AV_PIX_FMT_YUV420P));
-}
-
-std::optional<int> IsoOf(const AVFrame& frame) {
-  for (const char* key : {"ISOSpeedRatings", "PhotographicSensitivity"}) {
-    const AVDictionaryEntry* entry = av_dict_get(frame.metadata, key, nullptr, 0);
-    if (!entry) continue;
-    const long iso = std::strtol(entry->value, nullptr, 10);
-    if (iso > 0 && iso < 10000000) return static_cast<int>(iso);
-  }
-  return std::nullopt;
+// Pictures that are looked at or compared one by one are looked at as a viewer shows them.
+int OrientationOf(const std::string& path, const std::optional<int>& told) {
+  return told ? *told : ReadMetadataOf(path).orientation;
 }
 
 }  // namespace
 
-class MediaReader::Impl {
- public:
-  explicit Impl(const std::string& path) : path_(path), input_(path) {
-    av_log_set_level(AV_LOG_QUIET);
-    OpenContainer();
-    OpenDecoder();
-    packet_.reset(av_packet_alloc());
-    frame_.reset(av_frame_alloc());
-    if (!packet_ || !frame_) Fail("no memory to read it");
-  }
-
-  /// The decoder's own frame, valid until the next call; null at the end.
-  const AVFrame* Next() {
-    for (;;) {
-      const int result = avcodec_receive_frame(decoder_.get(), frame_.get());
-      if (result == AVERROR_EOF) return nullptr;
-      if (result == 0) {
-        if (frame_->decode_error_flags != 0 || (frame_->flags & AV_FRAME_FLAG_CORRUPT) != 0)
-          Fail("is damaged");
-        return frame_.get();
-      }
-      if (result != AVERROR(EAGAIN)) Fail("is damaged: " + FfmpegReason(result));
-      Feed();
-    }
-  }
-
-  [[noreturn]] void Fail(const std::string& what) const { FailFile(path_ + ": " + what); }
-
- private:
-  void OpenContainer() {
-    AVFormatContext* format = avformat_alloc_context();
-    if (!format) Fail("no memory to read it");
-    format->pb = input_.io();
-    format->format_whitelist = av_strdup(kFormats);
-    format->protocol_whitelist = av_strdup("");
-    const int opened =
-        avformat_open_input(&format, nullptr, nullptr, nullptr);  // frees `format` when it fails
-    if (opened < 0) Fail("is no image or video that can be read: " + FfmpegReason(opened));
-    format_.reset(format);
-    const int found = avformat_find_stream_info(format_.get(), nullptr);
-    if (found < 0) Fail("is damaged: " + FfmpegReason(found));
-    stream_ = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    if (stream_ < 0) Fail("holds no picture");
-  }
-
-  void OpenDecoder() {
-    const AVCodecParameters* parameters = format_->streams[stream_]->codecpar;
-    const AVCodec* codec = avcodec_find_decoder(parameters->codec_id);
-    if (!codec) Fail(std::string("no decoder for ") + avcodec_get_name(parameters->codec_id));
-    decoder_.reset(avcodec_alloc_context3(codec));
-    if (!decoder_ || avcodec_parameters_to_context(decoder_.get(), parameters) < 0)
-      Fail("no memory to read it");
-    decoder_->err_recognition = AV_EF_EXPLODE | AV_EF_CRCCHECK;
-    decoder_->max_pixels = kMostPixels;
-    decoder_->thread_count = 1;
-    const int opened = avcodec_open2(decoder_.get(), codec, nullptr);
-    if (opened < 0) Fail("can't be decoded: " + FfmpegReason(opened));
-  }
-
-  // Hands the decoder one more packet, or the end.
-  void Feed() {
-    for (;;) {
-      const int read = av_read_frame(format_.get(), packet_.get());
-      if (read == AVERROR_EOF) {
-        avcodec_send_packet(decoder_.get(), nullptr);
-        return;
-      }
-      if (read < 0) Fail("is damaged: " + FfmpegReason(read));
-      const bool ours = packet_->stream_index == stream_;
-      const int sent = ours ? avcodec_send_packet(decoder_.get(), packet_.get()) : 0;
-      av_packet_unref(packet_.get());
-      if (sent < 0) Fail("is damaged: " + FfmpegReason(sent));
-      if (ours) return;
-    }
-  }
-
-  std::string path_;
-  InputFile input_;
-  FormatHandle format_;
-  CodecHandle decoder_;
-  PacketHandle packet_;
-  FrameHandle frame_;
-  int stream_ = -1;
-};
-
-MediaReader::MediaReader(const std::string& path) {
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) FailFile(path + ": is a folder, not an image");
-  impl_ = std::make_unique<Impl>(path);
+void CheckPixels(const std::string& path, int64_t width, int64_t height, const ReadOptions& options) {
+  if (width < 1 || height < 1) FailFile(path + ": holds no picture");
+  if (width <= options.most_pixels / height) return;
+  FailFile(path + ": " + std::to_string(width) + " x " + std::to_string(height) + " pixels are more than " +
+           std::to_string(options.most_pixels / kMegapixel) +
+           " megapixels; if the file is what it says, raise --max-megapixels");
 }
 
-MediaReader::~MediaReader() = default;
+MediaReader::MediaReader(const std::string& path, const ReadOptions& options)
+    : source_(Open(path, options)) {}
 
 std::optional<MediaFrame> MediaReader::Next() {
-  const AVFrame* frame = impl_->Next();
+  auto frame = source_->Next();
   if (!frame) return std::nullopt;
-  return MediaFrame{YuvOf(*frame), IsoOf(*frame)};
+  return MediaFrame{frame->yuv ? std::move(*frame->yuv) : YuvFromRgb(*frame->rgb), frame->iso, frame->bits,
+                    frame->orientation, frame->white_balance};
 }
 
 std::optional<RgbPicture> MediaReader::NextRgb() {
-  const AVFrame* frame = impl_->Next();
+  auto frame = source_->Next();
   if (!frame) return std::nullopt;
-  return HoldsRgb(*frame) ? RgbOf(*frame) : RgbFromYuv(YuvOf(*frame));
+  return frame->rgb ? std::move(*frame->rgb) : RgbFromYuv(*frame->yuv);
+}
+
+Metadata ReadMetadataOf(const std::string& path) {
+  return KindOf(path) == FileKind::kHeif ? ReadHeifMetadata(path) : ReadMetadata(path);
 }
 
 YuvPicture ReadPicture(const std::string& path) {
   MediaReader reader(path);
-  auto frame = reader.Next();
+  const auto frame = reader.Next();
   if (!frame) FailFile(path + ": holds no picture");
-  return std::move(frame->picture);
+  return Turned(frame->picture, OrientationOf(path, frame->orientation));
 }
 
 RgbPicture ReadRgbPicture(const std::string& path) {
   MediaReader reader(path);
-  auto rgb = reader.NextRgb();
+  const auto rgb = reader.NextRgb();
   if (!rgb) FailFile(path + ": holds no picture");
-  return std::move(*rgb);
+  return Turned(*rgb, OrientationOf(path, std::nullopt));
 }
 
 }  // namespace zolt

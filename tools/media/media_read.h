@@ -4,26 +4,28 @@
 #include <optional>
 #include <string>
 
+#include "media/frame_source.h"
 #include "media/picture.h"
 
 namespace zolt {
 
-/// A decoded frame and the sensitivity that its file tells.
+/// A decoded frame and what its decoder knows of it.
 struct MediaFrame {
   YuvPicture picture;
-  std::optional<int> iso;  // EXIF
+  std::optional<int> iso;
+  int bits = 8;                    // of a sample in the file; deeper ones were rounded to 8
+  std::optional<int> orientation;  // as the container tells it, which overrules tags
+  std::optional<WhiteBalance> white_balance;
 };
 
-/// Reads the frames of one image (JPEG, PNG, TIFF, BMP, PPM, PGM, WebP), Y4M or video file in order. Only
-/// this file is opened: no network, no play lists. JPEG's own samples are kept as they are; RGB is converted
-/// by YuvFromRgb; other layouts, limited range and BT.709 by FFmpeg to full-range BT.601. Orientation tags
-/// are not applied.
+/// Reads the frames of one file in order: an image (JPEG, PNG, APNG, TIFF, BMP, PPM, PGM, WebP, HEIC, AVIF),
+/// a camera's raw file, Y4M or video. Only this file is opened: no network, no play lists. JPEG's own samples
+/// are kept as they are, as are HEIC's of the same layout; RGB is converted by YuvFromRgb; other layouts,
+/// limited range and BT.709 by FFmpeg to full-range BT.601. Pixels are not turned, but those of HEIC, whose
+/// container tells the turning as a part of decoding.
 class MediaReader {
  public:
-  explicit MediaReader(const std::string& path);  // ToolError (file)
-  ~MediaReader();
-  MediaReader(const MediaReader&) = delete;
-  MediaReader& operator=(const MediaReader&) = delete;
+  explicit MediaReader(const std::string& path, const ReadOptions& options = {});  // ToolError (file)
 
   /// The next frame; none at the end. ToolError (file) for damaged data.
   std::optional<MediaFrame> Next();
@@ -32,11 +34,13 @@ class MediaReader {
   std::optional<RgbPicture> NextRgb();
 
  private:
-  class Impl;
-  std::unique_ptr<Impl> impl_;
+  std::unique_ptr<FrameSource> source_;
 };
 
-/// The first frame of a file, for commands that want one picture.
+/// The metadata of any file that MediaReader reads. ToolError (file) if it can't be opened at all.
+Metadata ReadMetadataOf(const std::string& path);
+
+/// The first frame of a file, for commands that want one picture, turned upright.
 YuvPicture ReadPicture(const std::string& path);
 RgbPicture ReadRgbPicture(const std::string& path);
 

@@ -7,7 +7,13 @@
 #include "common/file_io.h"
 #include "media/colour.h"
 #include "media/ffmpeg_handles.h"
+#include "media/frame_source.h"
+#include "media/jpeg_file.h"
 #include "media/raw_frame.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+}
 
 namespace zolt {
 namespace {
@@ -42,11 +48,7 @@ std::vector<uint8_t> Encoded(const AVFrame& frame, AVCodecID id, const std::stri
   encoder->time_base = {1, 25};
   encoder->thread_count = 1;
   encoder->compression_level = 1;
-  if (id == AV_CODEC_ID_MJPEG) {
-    encoder->flags |= AV_CODEC_FLAG_QSCALE;
-    encoder->global_quality = FF_QP2LAMBDA;  // quantiser 1, the finest
-    encoder->qmin = 1;
-  }
+  if (id == AV_CODEC_ID_TIFF) av_opt_set(encoder->priv_data, "compression_algo", "deflate", 0);
   int result = avcodec_open2(encoder.get(), codec, nullptr);
   if (result >= 0) result = avcodec_send_frame(encoder.get(), &frame);
   if (result >= 0) result = avcodec_send_frame(encoder.get(), nullptr);
@@ -55,20 +57,16 @@ std::vector<uint8_t> Encoded(const AVFrame& frame, AVCodecID id, const std::stri
   return std::vector<uint8_t>(packet->data, packet->data + packet->size);
 }
 
-std::vector<uint8_t> PngBytes(const YuvPicture& picture, const std::string& path) {
-  const RgbPicture rgb = RgbFromYuv(picture);
-  const FrameHandle frame = EmptyFrame(rgb.width, rgb.height, AV_PIX_FMT_RGB24);
-  FillPlane(*frame, 0, rgb.rgb, 3 * rgb.width, rgb.height);
-  return Encoded(*frame, AV_CODEC_ID_PNG, path);
-}
-
-std::vector<uint8_t> JpegBytes(const YuvPicture& picture, const std::string& path) {
-  const FrameHandle frame = EmptyFrame(picture.width, picture.height, AV_PIX_FMT_YUVJ420P);
-  frame->quality = FF_QP2LAMBDA;
-  FillPlane(*frame, 0, picture.y, picture.width, picture.height);
-  FillPlane(*frame, 1, picture.u, picture.ChromaWidth(), picture.ChromaHeight());
-  FillPlane(*frame, 2, picture.v, picture.ChromaWidth(), picture.ChromaHeight());
-  return Encoded(*frame, AV_CODEC_ID_MJPEG, path);
+// PNG and TIFF: RGB, or grey alone.
+std::vector<uint8_t> RgbBytes(const YuvPicture& picture, AVCodecID id, const std::string& path) {
+  const FrameHandle frame =
+      EmptyFrame(picture.width, picture.height, picture.grey ? AV_PIX_FMT_GRAY8 : AV_PIX_FMT_RGB24);
+  if (picture.grey) {
+    FillPlane(*frame, 0, picture.y, picture.width, picture.height);
+  } else {
+    FillPlane(*frame, 0, RgbFromYuv(picture).rgb, 3 * picture.width, picture.height);
+  }
+  return Encoded(*frame, id, path);
 }
 
 std::vector<uint8_t> Y4mBytes(const YuvPicture& picture) {
@@ -82,29 +80,71 @@ std::vector<uint8_t> Y4mBytes(const YuvPicture& picture) {
   return bytes;
 }
 
-}  // namespace
-
-bool IsKnownPictureName(const std::string& path) {
-  const std::string e = ExtensionOf(path);
-  return e == "png" || e == "jpg" || e == "jpeg" || e == "y4m" || RawLayoutOf(path).has_value();
-}
-
-std::vector<uint8_t> EncodedPicture(const std::string& format, const YuvPicture& picture) {
-  return format == "png" ? PngBytes(picture, format) : JpegBytes(picture, format);
-}
-
-void WritePicture(const std::string& path, const YuvPicture& picture) {
-  const std::string e = ExtensionOf(path);
-  if (e == "png") return WriteWhole(path, PngBytes(picture, path));
-  if (e == "jpg" || e == "jpeg") return WriteWhole(path, JpegBytes(picture, path));
-  if (e == "y4m") return WriteWhole(path, Y4mBytes(picture));
-  const auto layout = RawLayoutOf(path);
-  if (!layout) FailUsage(path + ": unknown extension; use .png, .jpg, .y4m, .i420 (or .yuv), .nv12 or .nv21");
+std::vector<uint8_t> FrameBytes(const YuvPicture& picture, const std::string& format,
+                                const std::string& path) {
+  if (format == "y4m") return Y4mBytes(picture);
   if (picture.width % 2 != 0 || picture.height % 2 != 0) {
     FailUsage(path + ": a raw frame needs even sides, this one has " + std::to_string(picture.width) + " x " +
               std::to_string(picture.height) + "; write .png, .jpg or .y4m");
   }
-  WriteWhole(path, RawBytes(picture, *layout));
+  return RawBytes(picture, *RawLayoutOf("." + format));
+}
+
+bool IsHeif(const std::string& format) {
+  return format == "heic" || format == "avif";
+}
+
+// Whether readers of the format look at the tag. HEIF has a turning of its own, which some programs apply
+// once more when they convert; turned pixels come out right everywhere.
+bool KeepsOrientation(const std::string& format, const Metadata& metadata) {
+  return (format == "jpg" || format == "tif") && ReadsMetadata() && !metadata.exif.empty();
+}
+
+}  // namespace
+
+std::string OutputFormat(const std::string& path, const std::string& told) {
+  std::string e = told.empty() ? ExtensionOf(path) : told;
+  if (e == "jpeg") e = "jpg";
+  if (e == "tiff") e = "tif";
+  if (e == "heif" || e == "hif") e = "heic";
+  if (e == "yuv") e = "i420";
+  for (const char* known : {"png", "jpg", "tif", "heic", "avif", "y4m", "i420", "nv12", "nv21"}) {
+    if (e == known) return e;
+  }
+  const std::string what =
+      told.empty() ? path + ": unknown extension" : "--output-format " + told + ": unknown";
+  FailUsage(what + "; use .jpg, .png, .tif, .heic, .avif, .y4m, .i420 (or .yuv), .nv12 or .nv21" +
+            (path == "-" && told.empty() ? " by --output-format" : ""));
+}
+
+std::vector<uint8_t> EncodedPicture(const std::string& format, const YuvPicture& picture) {
+  return format == "png" ? RgbBytes(picture, AV_CODEC_ID_PNG, format)
+                         : JpegBytes(picture, kDefaultQuality, format);
+}
+
+std::vector<uint8_t> PictureBytes(const std::string& path, const YuvPicture& picture, const PictureFile& file,
+                                  std::vector<std::string>* left_out) {
+  const std::string format = OutputFormat(path, file.format);
+  const int orientation = file.metadata.orientation;
+  if (orientation != kUpright && !KeepsOrientation(format, file.metadata)) {
+    const YuvPicture upright = Turned(picture, orientation);
+    PictureFile rest = file;
+    rest.metadata = UprightMetadata(file.metadata, upright.width, upright.height);
+    return PictureBytes(path, upright, rest, left_out);
+  }
+  if (IsHeif(format) && !file.metadata.iptc.empty())
+    left_out->push_back("IPTC left out: HEIF has no place for it");
+  if (IsHeif(format)) return HeifBytes(picture, file.metadata, format, file.quality, path);
+  if (format == "png") return WithMetadata(RgbBytes(picture, AV_CODEC_ID_PNG, path), file.metadata, left_out);
+  if (format == "tif")
+    return WithMetadata(RgbBytes(picture, AV_CODEC_ID_TIFF, path), file.metadata, left_out);
+  if (format == "jpg") return WithMetadata(JpegBytes(picture, file.quality, path), file.metadata, left_out);
+  return FrameBytes(picture, format, path);
+}
+
+void WritePicture(const std::string& path, const YuvPicture& picture) {
+  std::vector<std::string> left_out;
+  WriteWhole(path, PictureBytes(path, picture, {}, &left_out));
 }
 
 }  // namespace zolt

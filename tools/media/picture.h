@@ -7,10 +7,12 @@
 namespace zolt {
 
 /// YUV 4:2:0, 8 bits, full range, BT.601. Planes have no row padding; an odd side has (side + 1) / 2 chroma
-/// samples.
+/// samples. `grey`: it came of a file without colour and goes into one; its chroma is then 128 throughout, or
+/// what a stage made of that, and counts for nothing.
 struct YuvPicture {
   int width = 0;
   int height = 0;
+  bool grey = false;
   std::vector<uint8_t> y, u, v;
 
   YuvPicture() = default;

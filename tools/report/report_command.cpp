@@ -32,6 +32,7 @@ void Run(Options options, std::ostream& out) {
     options.report.crops.emplace_back(options.crops[i], options.crops[i + 1]);
   }
   CheckFolderOf(options.output);
+  options.report.denoise.source.upright = true;  // a page has no tags to turn its pictures by
   const ReportPage page = MakeReport(options.report);
   const std::string html = RenderPage(page);
   WriteWhole(options.output, html);

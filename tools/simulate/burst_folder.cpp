@@ -44,6 +44,11 @@ void WriteBurstInfo(const std::string& folder, const BurstInfo& info) {
   WriteWhole(InFolder(folder, kName), j.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
 }
 
+bool HasBurstInfo(const std::string& folder) {
+  std::error_code ignored;
+  return std::filesystem::exists(InFolder(folder, kName), ignored);
+}
+
 BurstInfo ReadBurstInfo(const std::string& folder) {
   const std::string path = InFolder(folder, kName);
   std::error_code ignored;

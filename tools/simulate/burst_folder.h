@@ -27,6 +27,9 @@ struct BurstInfo {
 
 void WriteBurstInfo(const std::string& folder, const BurstInfo& info);
 
+/// Whether `simulate` made the folder.
+bool HasBurstInfo(const std::string& folder);
+
 /// ToolError (file) if the file is missing, is no JSON, or lacks a field; names leading out of the folder are
 /// refused.
 BurstInfo ReadBurstInfo(const std::string& folder);

@@ -85,7 +85,8 @@ TEST_F(BurstFramesOf, WhatIsNoBurstSaysWhatToDo) {
   }
   Error({Images(2), 0, 0, "72x64"}, kExitUsage);
   Error({{raw, Images(1)[0]}, 0, 0, "72x64"}, kExitUsage);
-  EXPECT_NE(Error({{folder_.string()}}, kExitFile).find("burst.json"), std::string::npos);
+  std::filesystem::create_directory(Path("empty"));
+  EXPECT_NE(Error({{Path("empty")}}, kExitUsage).find("no frame"), std::string::npos);
 }
 
 TEST_F(BurstFramesOf, FolderWithABadDescription) {

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace zolt {
+
+/// The numbers, from 1, of a TIFF's full-size pages in order, at most 1000; empty if the file is no TIFF or
+/// has but one. Reduced copies of a page are none. Tables that lead back to themselves end the list.
+std::vector<int> TiffPages(const std::string& path);
+
+}  // namespace zolt
