@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "burst/alignment.h"
+#include "burst/alignment/alignment.h"
 #include "media/media_read.h"
 #include "registration/registration.h"
 #include "session/memory_plan.h"

@@ -1,4 +1,4 @@
-#include "burst/alignment.h"
+#include "burst/alignment/alignment.h"
 
 #include <benchmark/benchmark.h>
 
@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "base/random.h"
-#include "burst/pyramid.h"
-#include "burst/warp.h"
+#include "burst/alignment/pyramid.h"
+#include "burst/alignment/warp.h"
 
 namespace zolt {
 namespace {

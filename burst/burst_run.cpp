@@ -5,8 +5,8 @@
 #include <new>
 
 #include "burst/fine_finish.h"
-#include "burst/iso_estimate.h"
 #include "burst/memory_need.h"
+#include "burst/noise/iso_estimate.h"
 #include "burst/sharpness.h"
 #include "burst/tuning.h"
 #include "config/iso_selection.h"

@@ -5,11 +5,11 @@
 #include <optional>
 #include <vector>
 
-#include "burst/alignment.h"
-#include "burst/burst_memory.h"
+#include "burst/alignment/alignment.h"
+#include "burst/memory/burst_memory.h"
 #include "burst/merge_session.h"
-#include "burst/noise_measure.h"
-#include "burst/picture.h"
+#include "burst/noise/noise_measure.h"
+#include "burst/picture/picture.h"
 #include "burst/placed_planes.h"
 #include "burst/work_geometry.h"
 #include "config/configuration.h"

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "burst/halving.h"
-#include "burst/mirror.h"
-#include "burst/rgb_rows.h"
-#include "burst/spectral_finish.h"
+#include "burst/fine/halving.h"
+#include "burst/fine/spectral_finish.h"
+#include "burst/picture/mirror.h"
+#include "burst/picture/rgb_rows.h"
 
 namespace zolt {
 namespace {

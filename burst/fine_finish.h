@@ -1,7 +1,7 @@
 #pragma once
 
 #include "burst/merge_session.h"
-#include "burst/picture.h"
+#include "burst/picture/picture.h"
 #include "burst/work_geometry.h"
 
 namespace zolt {

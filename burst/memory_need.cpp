@@ -1,7 +1,7 @@
 #include "burst/memory_need.h"
 
-#include "burst/kept_picture.h"
-#include "burst/picture.h"
+#include "burst/picture/kept_picture.h"
+#include "burst/picture/picture.h"
 #include "burst/work_geometry.h"
 #include "session/memory_plan.h"
 #include "zolt_burst.h"

@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "base/yuv_image.h"
-#include "burst/alignment_motion.h"
-#include "burst/burst_memory.h"
+#include "burst/alignment/alignment_motion.h"
+#include "burst/memory/burst_memory.h"
 #include "burst/work_geometry.h"
 #include "config/configuration.h"
 #include "session/placed_frame.h"

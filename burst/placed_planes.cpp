@@ -4,8 +4,8 @@
 #include <array>
 #include <new>
 
-#include "burst/mirror.h"
-#include "burst/warp.h"
+#include "burst/alignment/warp.h"
+#include "burst/picture/mirror.h"
 
 namespace zolt {
 namespace {

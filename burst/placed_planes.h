@@ -3,8 +3,8 @@
 #include <memory_resource>
 
 #include "base/yuv_image.h"
-#include "burst/alignment.h"
-#include "burst/picture.h"
+#include "burst/alignment/alignment.h"
+#include "burst/picture/picture.h"
 #include "burst/work_geometry.h"
 
 namespace zolt {

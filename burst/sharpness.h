@@ -1,6 +1,6 @@
 #pragma once
 
-#include "burst/plane.h"
+#include "burst/picture/plane.h"
 
 namespace zolt {
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "burst/burst_run.h"
-#include "burst/kept_picture.h"
 #include "burst/memory_need.h"
+#include "burst/picture/kept_picture.h"
 #include "burst/tuning.h"
 
 namespace zolt {

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "burst/alignment_motion.h"
-#include "burst/burst_memory.h"
+#include "burst/alignment/alignment_motion.h"
+#include "burst/memory/burst_memory.h"
 #include "burst/merge_session.h"
 #include "burst/work_geometry.h"
 #include "config/configuration.h"

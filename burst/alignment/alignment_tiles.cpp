@@ -1,0 +1,198 @@
+#include "burst/alignment/alignment_tiles.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "burst/alignment/alignment_stripes.h"
+
+namespace zolt {
+namespace {
+
+constexpr int kGradientLimit = 4095;
+constexpr int kResidualLimit = 2047;
+constexpr int kFractionBits = 14;
+
+inline int16_t Limited(int v, int limit) {
+  return static_cast<int16_t>(v < -limit ? -limit : v > limit ? limit : v);
+}
+
+/// The plane's edges repeat, so that a tile there has its gradients too.
+void DescribeTile(const GreyPlane& plane, int x0, int y0, TileTemplate* tile) {
+  tile->sum = tile->sum_x = tile->sum_y = 0;
+  int64_t square = 0, energy = 0;
+  for (int y = 0; y < kTileSide; ++y) {
+    const int16_t* p = plane.Row(y0 + y) + x0;
+    for (int x = 0; x < kTileSide; ++x) {
+      const int i = y * kTileSide + x;
+      const int gx = Limited(p[x + 1] - p[x - 1], kGradientLimit);
+      const int gy = Limited(p[x + plane.pitch] - p[x - plane.pitch], kGradientLimit);
+      tile->grey[i] = p[x];
+      tile->gradient_x[i] = static_cast<int16_t>(gx);
+      tile->gradient_y[i] = static_cast<int16_t>(gy);
+      tile->sum += p[x];
+      tile->sum_x += gx;
+      tile->sum_y += gy;
+      square += p[x] * p[x];
+      energy += gx * gx + gy * gy;
+    }
+  }
+  square -= static_cast<int64_t>(tile->sum) * tile->sum / kTilePixels;
+  tile->variance = static_cast<int32_t>((square + kTilePixels / 2) / kTilePixels);
+  tile->energy = static_cast<float>(energy);
+}
+
+/// A tile with a pixel around it as the frame shows it; the last columns are only there to fill vectors.
+constexpr int kShownPitch = 16;
+constexpr int kShownRows = kTileSide + 2;
+
+/// a + (b - a) * fraction; the difference times 4 and the fraction in Q14 are 16 bits each, of whose product
+/// the upper half is kept.
+inline int16_t Between(int16_t a, int16_t b, int16_t fraction) {
+  const auto steps = static_cast<int16_t>((b - a) * 4);
+  return static_cast<int16_t>(a + ((steps * fraction) >> 16));
+}
+
+/// A row of kShownPitch values at (fraction_x, fraction_y) from each of `upper`, whose neighbours below are
+/// at `lower`.
+inline void ReadRow(const int16_t* __restrict upper, const int16_t* __restrict lower, int16_t fraction_x,
+                    int16_t fraction_y, int16_t* __restrict out) {
+  int16_t column[kShownPitch + 8];
+  for (int i = 0; i < kShownPitch + 8; ++i) column[i] = Between(upper[i], lower[i], fraction_y);
+  for (int i = 0; i < kShownPitch; ++i) out[i] = Between(column[i], column[i + 1], fraction_x);
+}
+
+inline int32_t Dot(const int16_t* __restrict a, const int16_t* __restrict b) {
+  int32_t sum = 0;
+  for (int i = 0; i < kTilePixels; ++i) sum += a[i] * b[i];
+  return sum;
+}
+
+inline int32_t Sum(const int16_t* a) {
+  int32_t sum = 0;
+  for (int i = 0; i < kTilePixels; ++i) sum += a[i];
+  return sum;
+}
+
+/// The affine map that `motion` is near a tile's middle.
+struct TileMap {
+  double x, y;          // of the first row's middle
+  double row_x, row_y;  // step from row to row
+};
+
+TileMap MapNear(const Homography& motion, double x, double y) {
+  const double* h = motion.h;
+  const double w = 1 / ((h[6] * x + h[7] * y) + 1);
+  const double to_x = ((h[0] * x + h[1] * y) + h[2]) * w, to_y = ((h[3] * x + h[4] * y) + h[5]) * w;
+  TileMap map = {to_x, to_y, (h[1] - h[7] * to_x) * w, (h[4] - h[7] * to_y) * w};
+  map.x -= map.row_x * (0.5 * (kTileSide - 1));
+  map.y -= map.row_y * (0.5 * (kTileSide - 1));
+  return map;
+}
+
+/// The tile lies inside the frame or at most a pixel outside, where its edges repeat; with the pixel around
+/// it two.
+bool Inside(const TileMap& map, const GreyPlane& frame) {
+  constexpr double kHalf = 0.5 * (kTileSide - 1) + 1;
+  const double before_x = map.x - map.row_x, behind_x = map.x + map.row_x * kTileSide;
+  const double before_y = map.y - map.row_y, behind_y = map.y + map.row_y * kTileSide;
+  static_assert(GreyPlane::kPad >= 3, "two pixels outside and the neighbour to interpolate with");
+  return std::min(before_x, behind_x) - kHalf >= -2 &&
+         std::max(before_x, behind_x) + kHalf < frame.width + 1 && std::min(before_y, behind_y) >= -2 &&
+         std::max(before_y, behind_y) < frame.height + 1;
+}
+
+void ReadTile(const GreyPlane& frame, const TileMap& map, int16_t* shown) {
+  constexpr double kOne = 1 << kFractionBits;
+  // Counted from a corner of the pad no place is negative, and truncation rounds down.
+  constexpr int kCorner = GreyPlane::kPad;
+  const double first_x = map.x - (0.5 * (kTileSide - 1) + 1 - kCorner), first_y = map.y + kCorner;
+  for (int j = 0; j < kShownRows; ++j) {
+    const double x = first_x + map.row_x * (j - 1), y = first_y + map.row_y * (j - 1);
+    const auto whole_x = static_cast<int>(x), whole_y = static_cast<int>(y);
+    const int16_t* source = frame.Row(whole_y - kCorner) + (whole_x - kCorner);
+    ReadRow(source, source + frame.pitch, static_cast<int16_t>((x - whole_x) * kOne),
+            static_cast<int16_t>((y - whole_y) * kOne), shown + j * kShownPitch);
+  }
+}
+
+void CompareTile(const TileTemplate& tile, const int16_t* __restrict shown, TileSums* sums) {
+  int16_t rest[kTilePixels], along[kTilePixels], across[kTilePixels], both_x[kTilePixels],
+      both_y[kTilePixels];
+  for (int j = 0; j < kTileSide; ++j) {
+    const int16_t* __restrict s = shown + (j + 1) * kShownPitch + 1;
+    for (int i = 0; i < kTileSide; ++i) {
+      const int k = j * kTileSide + i;
+      rest[k] = Limited(s[i] - tile.grey[k], kResidualLimit);
+      along[k] = static_cast<int16_t>(s[i + 1] - s[i - 1]);
+      across[k] = static_cast<int16_t>(s[i + kShownPitch] - s[i - kShownPitch]);
+    }
+  }
+  for (int k = 0; k < kTilePixels; ++k) {
+    both_x[k] = static_cast<int16_t>(tile.gradient_x[k] + along[k]);
+    both_y[k] = static_cast<int16_t>(tile.gradient_y[k] + across[k]);
+  }
+  sums->valid = 1;
+  sums->x = Dot(both_x, rest);
+  sums->y = Dot(both_y, rest);
+  sums->gradient_x = Sum(both_x);
+  sums->gradient_y = Sum(both_y);
+  sums->r = Sum(rest);
+  sums->rr = Dot(rest, rest);
+  sums->rt = Dot(rest, tile.grey);
+  sums->xx = Dot(tile.gradient_x, along);
+  sums->xy = Dot(tile.gradient_x, across);
+  sums->yx = Dot(tile.gradient_y, along);
+  sums->yy = Dot(tile.gradient_y, across);
+}
+
+}  // namespace
+
+void TemplateLevel::Prepare(const GreyPlane& plane, int threads) {
+  width = plane.width;
+  height = plane.height;
+  columns = width / kTileSide;
+  rows = height / kTileSide;
+  left = (width - columns * kTileSide) / 2;
+  top = (height - rows * kTileSide) / 2;
+  tiles.resize(static_cast<size_t>(count()));
+  RunStripes(threads, rows, [&](int r) {
+    for (int c = 0; c < columns; ++c) {
+      DescribeTile(plane, left + c * kTileSide, top + r * kTileSide,
+                   &tiles[static_cast<size_t>(r) * columns + c]);
+    }
+  });
+}
+
+TileSums AboutMeans(const TileTemplate& tile, const TileSums& sums) {
+  const auto less = [](int32_t sum, int32_t a, int32_t b) {
+    return static_cast<int32_t>(sum - static_cast<int64_t>(a) * b / kTilePixels);
+  };
+  const int32_t frame_x = sums.gradient_x - tile.sum_x, frame_y = sums.gradient_y - tile.sum_y;
+  TileSums about = sums;
+  about.x = less(sums.x, sums.gradient_x, sums.r);
+  about.y = less(sums.y, sums.gradient_y, sums.r);
+  about.gradient_x = about.gradient_y = about.r = 0;
+  about.rr = less(sums.rr, sums.r, sums.r);
+  about.rt = less(sums.rt, sums.r, tile.sum);
+  about.xx = less(sums.xx, tile.sum_x, frame_x);
+  about.xy = less(sums.xy, tile.sum_x, frame_y);
+  about.yx = less(sums.yx, tile.sum_y, frame_x);
+  about.yy = less(sums.yy, tile.sum_y, frame_y);
+  return about;
+}
+
+void CompareTileRow(const TemplateLevel& reference, const GreyPlane& frame, const Homography& motion, int row,
+                    TileSums* sums) {
+  constexpr double kMiddle = 0.5 * (kTileSide - 1);
+  int16_t shown[kShownRows * kShownPitch];
+  for (int c = 0; c < reference.columns; ++c) {
+    sums[c] = {};
+    const TileMap map =
+        MapNear(motion, reference.left + c * kTileSide + kMiddle, reference.top + row * kTileSide + kMiddle);
+    if (!Inside(map, frame)) continue;
+    ReadTile(frame, map, shown);
+    CompareTile(reference.tiles[static_cast<size_t>(row) * reference.columns + c], shown, &sums[c]);
+  }
+}
+
+}  // namespace zolt
