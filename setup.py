@@ -20,8 +20,8 @@ class BuildByCMake(build_ext):
         if not folder:
             folder = os.path.abspath(self.build_temp)
             subprocess.run(
-                ["cmake", "-S", HERE, "-B", folder, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release", "-DZOLT_BUILD_PYTHON=ON",
-                 f"-DPython3_EXECUTABLE={sys.executable}", *OFF],
+                ["cmake", "-S", HERE, "-B", folder, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
+                 "-DZOLT_BUILD_PYTHON=ON", f"-DPython3_EXECUTABLE={sys.executable}", *OFF],
                 check=True,
             )
         subprocess.run(["cmake", "--build", folder, "--target", "zolt_python"], check=True)

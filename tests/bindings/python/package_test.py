@@ -1,7 +1,6 @@
 """The package as strangers meet it: wheel, installed module, README, help, type checker."""
 import inspect
 import os
-import pathlib
 import re
 import subprocess
 import sys
@@ -17,7 +16,8 @@ BUILD = os.environ.get("ZOLT_BUILD_FOLDER")
 
 def run(*command, **options):
     alone = {k: v for k, v in os.environ.items() if k != "PYTHONPATH"}
-    done = subprocess.run([*map(str, command)], env={**alone, **options.pop("env", {})}, capture_output=True, text=True, **options)
+    env = {**alone, **options.pop("env", {})}
+    done = subprocess.run([*map(str, command)], env=env, capture_output=True, text=True, **options)
     assert done.returncode == 0, done.stdout + done.stderr
     return done.stdout
 
@@ -54,7 +54,7 @@ def test_help_tells_every_parameter():
             assert member.__doc__ and not member.__doc__.startswith(f"{name}("), member
         if name in ("denoise", "measure_noise", "memory_needed", "simulate", "psnr", "ssim", "Burst"):
             for parameter in inspect.signature(thing).parameters:
-                assert re.search(rf"^    (\w+, )*{parameter}[, :]", thing.__doc__, re.M), (name, parameter)
+                assert re.search(rf"^    (\w+, )*{parameter}[, :\n]", thing.__doc__, re.M), (name, parameter)
 
 
 def test_the_type_checker_is_content(tmp_path):
