@@ -87,7 +87,8 @@ std::vector<uint8_t> FrameBytes(const YuvPicture& picture, const std::string& fo
     FailUsage(path + ": a raw frame needs even sides, this one has " + std::to_string(picture.width) + " x " +
               std::to_string(picture.height) + "; write .png, .jpg or .y4m");
   }
-  return RawBytes(picture, *RawLayoutOf("." + format));
+  // A bare ".i420" is a hidden file without an extension.
+  return RawBytes(picture, *RawLayoutOf("frame." + format));
 }
 
 bool IsHeif(const std::string& format) {
