@@ -33,21 +33,21 @@ def read_burst(folder):
     return [frame[..., ::-1] for frame in frames]
 
 
-def bytes_of_burst(shape, count):
-    """What a worker holds for a burst: the frames, a frame that is read or written, and the library's memory."""
-    height, width = shape[:2]
-    return (count + 2) * height * width * 3 + zolt_burst.memory_needed(width, height, count)
+def library_room(frames, memory_limit):
+    """Bytes that a worker of this limit has for the library, beside the frames and one that is read or written."""
+    return memory_limit - INTERPRETER_BYTES - (len(frames) + 2) * frames[0].size if memory_limit else None
 
 
 def clean_burst(folder, picture, memory_limit):
     """On a worker: read, clean, write. A row; exceptions go to the scheduler, which tries again."""
     begin = time.monotonic()
     frames = read_burst(folder)
-    needed = bytes_of_burst(frames[0].shape, len(frames))
-    if memory_limit and needed + INTERPRETER_BYTES > memory_limit:
-        return {"burst": folder, "error": f"needs workers of {(needed + INTERPRETER_BYTES) >> 20} MiB"}
+    height, width = frames[0].shape[:2]
+    room, least = library_room(frames, memory_limit), zolt_burst.memory_needed(width, height, len(frames), mode="fast")
+    if room is not None and room < least:
+        return {"burst": folder, "error": f"needs workers of {(memory_limit - room + least) >> 20} MiB"}
     try:
-        result = zolt_burst.denoise(frames)
+        result = zolt_burst.denoise(frames, memory_limit=room)  # fine where there is room for it
     except (ValueError, zolt_burst.Error) as error:  # no better the second time
         return {"burst": folder, "error": str(error)}
     # Whole or not at all: a worker that is killed in the middle leaves no half picture under the name.

@@ -82,7 +82,7 @@ def denoise(
         lie; only samples that share memory (broadcast arrays) are refused. Of more than ten the best ten are
         merged; a single one is filtered.
     iso : int, optional
-        Take the tuning's band of this sensitivity instead of measuring the noise.
+        Take the tuning's band of this sensitivity instead of the measured noise's.
     mode : {"fine", "fast"}
         "fine" merges at twice the size where it can: more texture, more time and memory.
     reference : int, optional

@@ -52,7 +52,7 @@ class Report:
     reference : int
         Index of the frame that the others are aligned to.
     noise_measured : bool
-        The noise was measured; else `iso` was given, and the next four are 0.
+        The next four hold; else they are 0.
     luma_sigma, chroma_sigma : float
         Standard deviation of one frame's noise in grey levels of 0 to 255.
     blotchiness : float
