@@ -16,7 +16,8 @@
 namespace zolt {
 namespace {
 
-/// The engine's hooks and threads are the process's, so one burst works at a time.
+/// The engine's hooks and threads are the process's, and its XML reader's encoding, so one call works at a
+/// time.
 std::mutex& Order() {
   static std::mutex order;
   return order;
@@ -204,6 +205,7 @@ int32_t zolt_burst_denoise(const zolt_burst_picture* frames, int32_t count, cons
   if (wrong == ZOLT_BURST_OK) wrong = CheckReports(report, frame_reports);
   if (wrong != ZOLT_BURST_OK) return wrong;
   return Guarded([&] {
+    const std::lock_guard<std::mutex> lock(Order());
     Settings settings;
     const int32_t refused = settings.Set(options);
     if (refused != ZOLT_BURST_OK) return refused;
@@ -211,7 +213,6 @@ int32_t zolt_burst_denoise(const zolt_burst_picture* frames, int32_t count, cons
     if (too_large != ZOLT_BURST_OK) return too_large;
     std::vector<const zolt_burst_picture*> views;
     for (int32_t i = 0; i < count; ++i) views.push_back(RecordAt(frames, i));
-    const std::lock_guard<std::mutex> lock(Order());
     BurstMemory memory(settings.options.hooks);
     return Denoise(views, settings, &memory, *output, report, frame_reports, count);
   });
@@ -228,12 +229,12 @@ int32_t zolt_burst_measure_noise(const zolt_burst_picture* frames, int32_t count
   if (wrong == ZOLT_BURST_OK) wrong = CheckReports(report, nullptr);
   if (wrong != ZOLT_BURST_OK) return wrong;
   return Guarded([&]() -> int32_t {
+    const std::lock_guard<std::mutex> lock(Order());
     Settings settings;
     const int32_t refused = settings.Set(options);
     if (refused != ZOLT_BURST_OK) return refused;
     std::vector<const zolt_burst_picture*> views;
     for (int32_t i = 0; i < count; ++i) views.push_back(RecordAt(frames, i));
-    const std::lock_guard<std::mutex> lock(Order());
     BurstMemory memory(settings.options.hooks);
     const EngineMemory current(&memory);
     BurstRun run(settings.options, settings.config, &memory);
@@ -247,6 +248,7 @@ int32_t zolt_burst_open(zolt_burst** burst, const zolt_burst_options* options) {
   if (burst == nullptr) return ZOLT_BURST_BAD_ARGUMENT;
   *burst = nullptr;
   return Guarded([&] {
+    const std::lock_guard<std::mutex> lock(Order());
     Settings settings;
     const int32_t refused = settings.Set(options);
     if (refused == ZOLT_BURST_OK) *burst = new zolt_burst(settings);
