@@ -26,7 +26,7 @@ struct Pair {
       for (int y = y0; y < y0 + side; ++y)
         std::memset(&reference[static_cast<size_t>(y) * width + x0], level, side);
     }
-    WarpPlane(Plane(frame), {}, View(reference), motion, nullptr, 2);
+    WarpPlane(Plane(frame), {}, View(reference), motion, {}, 2);
     for (std::vector<uint8_t>* picture : {&reference, &frame}) {
       for (uint8_t& v : *picture) v = static_cast<uint8_t>(std::clamp(v + draw(9) + draw(9) - 8, 0, 255));
     }
@@ -78,10 +78,9 @@ void BM_WarpFrame(benchmark::State& state) {
   const int w = pair.width / 2, h = pair.height / 2, threads = static_cast<int>(state.range(1));
   std::vector<uint8_t> outside(pair.Size());
   for (auto _ : state) {
-    WarpPlane(pair.Plane(pair.out), pair.Plane(outside), pair.View(pair.reference), pair.motion, nullptr,
-              threads);
+    WarpPlane(pair.Plane(pair.out), pair.Plane(outside), pair.View(pair.reference), pair.motion, {}, threads);
     for (int plane = 0; plane < 2; ++plane) {
-      WarpPlane({pair.out.data(), w, h, w}, {}, {pair.reference.data(), w, h, w}, chroma, nullptr, threads);
+      WarpPlane({pair.out.data(), w, h, w}, {}, {pair.reference.data(), w, h, w}, chroma, {}, threads);
     }
   }
 }

@@ -28,6 +28,11 @@ MutablePlane InnerOf(OwnedPlane* padded, PlaneView like) {
   return {whole.Row(kSpectralBorder) + kSpectralBorder, like.width, like.height, whole.pitch};
 }
 
+void Copy(PlaneView from, OwnedPlane* out) {
+  out->Resize(from.width, from.height);
+  for (int y = 0; y < from.height; ++y) std::copy_n(from.Row(y), from.width, out->View().Row(y));
+}
+
 /// Every second pixel: means would count frames in parts.
 void ThinOut(PlaneView from, OwnedPlane* out) {
   out->Resize(HalfOf(from.width), HalfOf(from.height));
@@ -101,18 +106,25 @@ bool FineFinish::Finish(const MergeSession& merge, const WorkGeometry& work,
   };
   const PlaneView weights = inner(merge.weights(), 1);
   if (!FinishPlane(inner(first.y, 1), inner(result.y, 1), weights, kLuma, kLuma.sizes, &luma_)) return false;
+  // Chroma without noise, as of grey pictures, is left as it is.
+  const auto finish_chroma = [&](PlaneView frame, PlaneView merged, PlaneView counts, int sizes,
+                                 OwnedPlane* out) {
+    if (!FinishPlane(frame, merged, counts, kChroma, sizes, out)) Copy(merged, out);
+  };
   if (reference.layout != ZOLT_BURST_RGB) {
     OwnedPlane thin(memory_);
     ThinOut(weights, &thin);
-    return FinishPlane(inner(first.u, 2), inner(result.u, 2), thin.View(), kChroma, kChroma.sizes, &u_) &&
-           FinishPlane(inner(first.v, 2), inner(result.v, 2), thin.View(), kChroma, kChroma.sizes, &v_);
+    finish_chroma(inner(first.u, 2), inner(result.u, 2), thin.View(), kChroma.sizes, &u_);
+    finish_chroma(inner(first.v, 2), inner(result.v, 2), thin.View(), kChroma.sizes, &v_);
+    return true;
   }
   OwnedPlane full_u(memory_), full_v(memory_), enlarged(memory_);
   const ChromaViews full = FullChromaOf(reference, &full_u, &full_v);
   Enlarge(inner(result.u, 2), work.width, work.height, &enlarged);
-  if (!FinishPlane(full.u, enlarged.View(), weights, kChroma, kChroma.sizes + 1, &u_)) return false;
+  finish_chroma(full.u, enlarged.View(), weights, kChroma.sizes + 1, &u_);
   Enlarge(inner(result.v, 2), work.width, work.height, &enlarged);
-  return FinishPlane(full.v, enlarged.View(), weights, kChroma, kChroma.sizes + 1, &v_);
+  finish_chroma(full.v, enlarged.View(), weights, kChroma.sizes + 1, &v_);
+  return true;
 }
 
 }  // namespace zolt

@@ -15,8 +15,8 @@ class FineFinish {
   explicit FineFinish(std::pmr::memory_resource* memory)
       : memory_(memory), luma_(memory), u_(memory), v_(memory) {}
 
-  /// False if the noise can't be told, and nothing is finished; that is so with fewer than two merged frames.
-  /// `merge` must not have ended. std::bad_alloc.
+  /// False if luma's noise can't be told, and nothing is finished; that is so with fewer than two merged
+  /// frames. `merge` must not have ended. std::bad_alloc.
   bool Finish(const MergeSession& merge, const WorkGeometry& work, const zolt_burst_picture& reference);
 
   PlaneView luma() const { return luma_.View(); }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <new>
 
 #include "burst/alignment/warp.h"
@@ -24,6 +25,13 @@ std::array<uint8_t, 256> ChromaTone(double gain) {
     tone[static_cast<size_t>(c)] = static_cast<uint8_t>(std::clamp(evened + 0.5, 0.0, 255.0));
   }
   return tone;
+}
+
+/// Null for a tone that changes nothing.
+const uint8_t* ToneIfAny(const uint8_t* tone) {
+  int level = 0;
+  while (level < 256 && tone[level] == level) ++level;
+  return level < 256 ? tone : nullptr;
 }
 
 }  // namespace
@@ -52,39 +60,39 @@ PlacedPlanes::Plane PlacedPlanes::PlaneAt(int index) {
   return {{begin, w, h, w}, {begin + ptrdiff_t{top} * w + left, inner_width, inner_height, w}, left, top};
 }
 
+MutablePlane PlacedPlanes::MaskOf(const Plane& plane, bool luma) {
+  uint8_t* mask = luma ? outside_.data() : chroma_outside_.data();
+  return {mask, plane.whole.width, plane.whole.height, plane.whole.width};
+}
+
 // Where the frame ends the reference goes on; around the picture both are mirrored.
 void PlacedPlanes::Put(int index, PlaneView from, const Homography& motion, const uint8_t* tone,
-                       const YuvImage* reference) {
+                       const YuvImage& reference) {
   const Plane plane = PlaneAt(index);
-  const MutablePlane& whole = plane.whole;
   const bool luma = index == 0;
-  uint8_t* mask = luma ? outside_.data() : chroma_outside_.data();
-  const MutablePlane outside = {mask + ptrdiff_t{plane.top} * whole.width + plane.left, plane.inner.width,
-                                plane.inner.height, whole.width};
+  const auto inner = [&](uint8_t* whole) {
+    return MutablePlane{whole + (plane.inner.data - plane.whole.data), plane.inner.width, plane.inner.height,
+                        plane.inner.pitch};
+  };
+  const MutablePlane mask = MaskOf(plane, luma);
+  const PlaneView beyond = inner(luma ? reference.y : index == 1 ? reference.u : reference.v);
   const PlaneGrid grid = luma ? kLumaGrid : kChromaGrid;
-  const Homography map = ForPlane(motion, grid, grid);
-  if (!WarpPlane(plane.inner, outside, from, map, tone, kThreads)) throw std::bad_alloc();
-  if (reference != nullptr) {
-    const uint8_t* filler = luma ? reference->y : index == 1 ? reference->u : reference->v;
-    for (int y = plane.top; y < plane.top + plane.inner.height; ++y) {
-      const ptrdiff_t row = ptrdiff_t{y} * whole.width;
-      for (int x = plane.left; x < plane.left + plane.inner.width; ++x) {
-        if (mask[row + x] != 0) whole.data[row + x] = filler[row + x];
-      }
-    }
-  }
-  MirrorAround(whole, plane.left, plane.top, plane.inner.width, plane.inner.height);
-  if (luma)
-    MirrorAround({mask, whole.width, whole.height, whole.width}, plane.left, plane.top, plane.inner.width,
-                 plane.inner.height);
+  if (!WarpPlane(plane.inner, inner(mask.data), from, ForPlane(motion, grid, grid), {tone, beyond}, kThreads))
+    throw std::bad_alloc();
+  MirrorAround(plane.whole, plane.left, plane.top, plane.inner.width, plane.inner.height);
+  if (luma) MirrorAround(mask, plane.left, plane.top, plane.inner.width, plane.inner.height);
 }
 
 void PlacedPlanes::PutReference(const zolt_burst_picture& picture) {
   const ChromaViews chroma = HalfChromaOf(picture, &u_, &v_);
-  const Homography still = Homography::Identity();
-  Put(0, LumaOf(picture, &luma_), still, nullptr, nullptr);
-  Put(1, chroma.u, still, nullptr, nullptr);
-  Put(2, chroma.v, still, nullptr, nullptr);
+  const PlaneView planes[] = {LumaOf(picture, &luma_), chroma.u, chroma.v};
+  for (int i = 0; i < 3; ++i) {
+    const Plane plane = PlaneAt(i);
+    for (int y = 0; y < plane.inner.height; ++y) {
+      std::memcpy(plane.inner.Row(y), planes[i].Row(y), Bytes(plane.inner.width));
+    }
+    MirrorAround(plane.whole, plane.left, plane.top, plane.inner.width, plane.inner.height);
+  }
   std::fill(outside_.begin(), outside_.end(), uint8_t{0});
 }
 
@@ -92,10 +100,11 @@ void PlacedPlanes::PutFrame(const zolt_burst_picture& picture, const Alignment& 
                             const YuvImage& reference) {
   const ChromaViews chroma = HalfChromaOf(picture, &u_, &v_);
   const std::array<uint8_t, 256> chroma_tone = ChromaTone(alignment.gain);
-  const uint8_t* tone = even_out ? chroma_tone.data() : nullptr;
-  Put(0, LumaOf(picture, &luma_), alignment.motion, even_out ? alignment.tone : nullptr, &reference);
-  Put(1, chroma.u, alignment.motion, tone, &reference);
-  Put(2, chroma.v, alignment.motion, tone, &reference);
+  const uint8_t* tone = even_out ? ToneIfAny(chroma_tone.data()) : nullptr;
+  Put(0, LumaOf(picture, &luma_), alignment.motion, even_out ? ToneIfAny(alignment.tone) : nullptr,
+      reference);
+  Put(1, chroma.u, alignment.motion, tone, reference);
+  Put(2, chroma.v, alignment.motion, tone, reference);
 }
 
 }  // namespace zolt

@@ -36,8 +36,9 @@ class PlacedPlanes {
     int top;
   };
   Plane PlaneAt(int index);
+  MutablePlane MaskOf(const Plane& plane, bool luma);
   void Put(int index, PlaneView from, const Homography& motion, const uint8_t* tone,
-           const YuvImage* reference);
+           const YuvImage& reference);
 
   const WorkGeometry work_;
   std::pmr::vector<uint8_t> block_;

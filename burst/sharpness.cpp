@@ -1,10 +1,15 @@
 #include "burst/sharpness.h"
 
+#include <numeric>
+
+#include "burst/alignment/alignment_stripes.h"
+
 namespace zolt {
 namespace {
 
 constexpr int kChunk = 512;
 constexpr int kSampleStep = 8;
+constexpr int kBands = 16, kThreads = 4;
 
 /// Sums of 2 x 2 pixels, 0..1020.
 void ReduceRow(const uint8_t* upper, const uint8_t* lower, int16_t* out, int n) {
@@ -23,24 +28,35 @@ uint32_t RowEnergy(const int16_t* row, const int16_t* below, int n) {
   return sum;
 }
 
+/// Of rows `first` to `end` of the picture at half size.
+uint64_t BandEnergy(PlaneView luma, int width, int first, int end) {
+  uint64_t sum = 0;
+  int16_t rows[2][kChunk + 1];
+  for (int left = 0; left < width; left += kChunk) {
+    const int n = width - left < kChunk ? width - left : kChunk;
+    const auto reduce = [&](int y) {
+      ReduceRow(luma.Row(2 * y) + 2 * left, luma.Row(2 * y + 1) + 2 * left, rows[y & 1], n + 1);
+    };
+    reduce(first);
+    for (int y = first; y < end; ++y) {
+      reduce(y + 1);
+      sum += RowEnergy(rows[y & 1], rows[(y + 1) & 1], n);
+    }
+  }
+  return sum;
+}
+
 }  // namespace
 
 double GradientEnergy(PlaneView luma) {
   const int width = luma.width / 2 - 1, height = luma.height / 2 - 1;
   if (width < 1 || height < 1) return 0;
-  uint64_t sum = 0;
-  int16_t rows[2][kChunk + 1];
-  for (int first = 0; first < width; first += kChunk) {
-    const int n = width - first < kChunk ? width - first : kChunk;
-    const auto reduce = [&](int y) {
-      ReduceRow(luma.Row(2 * y) + 2 * first, luma.Row(2 * y + 1) + 2 * first, rows[y & 1], n + 1);
-    };
-    reduce(0);
-    for (int y = 0; y < height; ++y) {
-      reduce(y + 1);
-      sum += RowEnergy(rows[y & 1], rows[(y + 1) & 1], n);
-    }
-  }
+  uint64_t bands[kBands];
+  RunStripes(kThreads, kBands, [&](int i) {
+    const auto edge = [&](int k) { return static_cast<int>(static_cast<int64_t>(height) * k / kBands); };
+    bands[i] = BandEnergy(luma, width, edge(i), edge(i + 1));
+  });
+  const uint64_t sum = std::accumulate(bands, bands + kBands, uint64_t{0});
   // Sums of four pixels: 16 times the squares of means.
   return static_cast<double>(sum) / 16 / (static_cast<double>(width) * height);
 }

@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kStripes = 32;
 constexpr int kLinePad = 4 * kWarpBlock;  // columns beside the frame that a line can be read at
+constexpr int kBlocksAStretch = 4;  // a hand's motion is straight for so long: off by 1/1000 pixel at most
 constexpr int64_t kOne = 65536;
 constexpr int64_t kTolerance = kOne / 4;
 
@@ -56,19 +57,22 @@ class RowWarp {
     return true;
   }
 
-  /// `outside` may be null.
-  void Run(uint8_t* out, uint8_t* outside) const {
-    const int length = kWarpBlock * phases_, shift = phases_ == 1 ? 4 : 5;
-    static_assert(kWarpBlock == 16);
-    Place here = PlaceOf(0);
-    for (int x = 0; x < width_; x += length) {
-      const Place next = PlaceOf(x + length);
-      const Stretch stretch = {here.x, here.y, (next.x - here.x) >> shift, (next.y - here.y) >> shift};
-      const int count = std::min(length, width_ - x);
-      Pixels(stretch, count, out + x);
-      if (outside != nullptr) Outside(stretch, count, outside + x);
-      here = next;
+  /// `outside` may be null. True if all of the row is shown; told with `outside` only.
+  bool Run(uint8_t* out, uint8_t* outside) const {
+    bool whole = true;
+    const int length = kWarpBlock * phases_;
+    for (int x = 0; x < width_; x += kBlocksAStretch * length) {
+      const Stretch all = StretchAt(x, kBlocksAStretch * length);
+      const int end = std::min(width_, x + kBlocksAStretch * length);
+      for (int at = x; at < end; at += length) {
+        const int64_t from = at - x;
+        const Stretch part = {all.x + all.step_x * from, all.y + all.step_y * from, all.step_x, all.step_y};
+        const int count = std::min(length, width_ - at);
+        Pixels(part, count, out + at);
+        if (outside != nullptr) whole &= Outside(part, count, outside + at);
+      }
     }
+    return whole;
   }
 
  private:
@@ -89,10 +93,13 @@ class RowWarp {
     }
   }
 
-  Place PlaceOf(int x) const {
-    double to_x, to_y;
-    motion_.Map(x, y_, &to_x, &to_y);
-    return {ToFixed(to_x), ToFixed(to_y)};
+  /// Straight through the places of its first pixel and the one after its last.
+  Stretch StretchAt(int x, int length) const {
+    double x0, y0, x1, y1;
+    motion_.Map(x, y_, &x0, &y0);
+    motion_.Map(x + length, y_, &x1, &y1);
+    const Place here = {ToFixed(x0), ToFixed(y0)}, next = {ToFixed(x1), ToFixed(y1)};
+    return {here.x, here.y, (next.x - here.x) / length, (next.y - here.y) / length};
   }
 
   void Pixels(const Stretch& stretch, int count, uint8_t* out) const {
@@ -105,12 +112,13 @@ class RowWarp {
     }
   }
 
-  void Outside(const Stretch& stretch, int count, uint8_t* out) const {
+  bool Outside(const Stretch& stretch, int count, uint8_t* out) const {
     if (Shown(stretch, 0) && Shown(stretch, count - 1)) {
       std::memset(out, 0, static_cast<size_t>(count));
-      return;
+      return true;
     }
     for (int i = 0; i < count; ++i) out[i] = Shown(stretch, i) ? 0 : 255;
+    return false;
   }
 
   void Sample(const WarpRun& places, uint8_t* values) const {
@@ -143,18 +151,24 @@ class RowWarp {
   int first_ = 0, last_ = 0;
 };
 
-void WarpRow(const MutablePlane& out, const MutablePlane& outside, const uint8_t* tone, int y,
+void WarpRow(const MutablePlane& out, const MutablePlane& outside, const WarpFinish& finish, int y,
              RowWarp* warp) {
   const auto bytes = static_cast<size_t>(out.width);
-  if (!warp->Begin(y)) {
-    std::memset(out.Row(y), 0, bytes);
-    if (outside.data != nullptr) std::memset(outside.Row(y), 255, bytes);
-    return;
-  }
   uint8_t* row = out.Row(y);
-  warp->Run(row, outside.data != nullptr ? outside.Row(y) : nullptr);
-  if (tone == nullptr) return;
-  for (int x = 0; x < out.width; ++x) row[x] = tone[row[x]];
+  uint8_t* mask = outside.data != nullptr ? outside.Row(y) : nullptr;
+  bool whole = false;
+  if (warp->Begin(y)) {
+    whole = warp->Run(row, mask);
+    if (finish.tone != nullptr) {
+      for (int x = 0; x < out.width; ++x) row[x] = finish.tone[row[x]];
+    }
+  } else {
+    std::memset(row, 0, bytes);
+    if (mask != nullptr) std::memset(mask, 255, bytes);
+  }
+  if (whole || mask == nullptr || finish.beyond.data == nullptr) return;
+  const uint8_t* beyond = finish.beyond.Row(y);
+  for (int x = 0; x < out.width; ++x) row[x] = mask[x] != 0 ? beyond[x] : row[x];
 }
 
 /// A plane narrower than a block, widened to one by repeating its last column.
@@ -178,7 +192,7 @@ Homography ForPlane(const Homography& luma_motion, PlaneGrid out, PlaneGrid from
 }
 
 bool WarpPlane(const MutablePlane& out, const MutablePlane& outside, PlaneView from, const Homography& motion,
-               const uint8_t* tone, int threads) {
+               const WarpFinish& finish, int threads) {
   try {
     LayerVector<uint8_t> room;
     PlaneView source = from;
@@ -191,7 +205,7 @@ bool WarpPlane(const MutablePlane& out, const MutablePlane& outside, PlaneView f
       const auto edge = [&](int k) {
         return static_cast<int>(static_cast<int64_t>(out.height) * k / kStripes);
       };
-      for (int y = edge(i); y < edge(i + 1); ++y) WarpRow(out, outside, tone, y, &warp);
+      for (int y = edge(i); y < edge(i + 1); ++y) WarpRow(out, outside, finish, y, &warp);
     });
     return true;
   } catch (const std::bad_alloc&) {

@@ -22,8 +22,14 @@ inline constexpr PlaneGrid kDoubleChromaGrid = {1, 0};      ///< 4:2:0 beside kD
 /// native size.
 Homography ForPlane(const Homography& luma_motion, PlaneGrid out, PlaneGrid from);
 
+/// What a warped row goes through while it is in the cache.
+struct WarpFinish {
+  const uint8_t* tone = nullptr;  ///< 256 bytes, or null: as it is
+  PlaneView beyond = {};          ///< of out's size: the pixels where `outside` is set; or null data
+};
+
 /// out(X, Y) = from(motion(X, Y)), interpolated by the cubic kernel of Keys (1981), a = -5/8, edges repeated;
-/// then through `tone`, 256 bytes or null. `outside`, of out's size or null data, becomes 255 where the place
+/// then as `finish` says. `outside`, of out's size or null data, becomes 255 where the place
 /// lies outside `from` by more than a quarter pixel, 0 elsewhere.
 ///
 /// A row of `out` is a straight line in `from`: first each column is interpolated where the line crosses it,
@@ -32,6 +38,6 @@ Homography ForPlane(const Homography& luma_motion, PlaneGrid out, PlaneGrid from
 /// outside then. The same bytes for any number of threads. False if memory was refused; `out` is unspecified
 /// then.
 bool WarpPlane(const MutablePlane& out, const MutablePlane& outside, PlaneView from, const Homography& motion,
-               const uint8_t* tone, int threads);
+               const WarpFinish& finish, int threads);
 
 }  // namespace zolt

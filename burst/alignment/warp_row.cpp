@@ -58,7 +58,7 @@ void CubicColumns(const uint8_t* __restrict r0, const uint8_t* __restrict r1, co
 void CubicLine(const int16_t* __restrict line, const int16_t* __restrict fractions, uint8_t* __restrict out) {
   for (int i = 0; i < kWarpBlock; ++i) {
     const int16_t v = Cubic(line[i - 1], line[i], line[i + 1], line[i + 2], fractions[i]);
-    const auto rounded = static_cast<int16_t>((v + 9) >> 4);
+    const auto rounded = static_cast<int16_t>(static_cast<int16_t>(v + 9) >> 4);
     out[i] = static_cast<uint8_t>(std::clamp<int16_t>(rounded, 0, 255));
   }
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "burst/alignment/alignment_stripes.h"
 #include "burst/memory/layer_vector.h"
 #include "burst/noise/noise_blocks.h"
 
@@ -10,6 +11,7 @@ namespace zolt {
 namespace {
 
 constexpr int kMostBlocks = 12000;  ///< of a pair
+constexpr int kThreads = 4;
 constexpr size_t kFewestUnclipped = 50;
 constexpr int kLevels = 16;
 constexpr size_t kFewestInLevel = 40;
@@ -81,13 +83,18 @@ Variances OfBlocks(Blocks blocks, bool alone) {
 /// Blocks of all pairs of one plane; clipped ones only where there is nothing else.
 Blocks Gather(const NoiseFrame* frames, int count, PlaneView NoiseFrame::*plane, double scale,
               double offset) {
+  const int pairs = std::max(count - 1, 1);
   Blocks blocks;
   for (const bool unclipped : {true, false}) {
-    if (count == 1) InspectBlocks(frames[0].*plane, kMostBlocks, unclipped, &blocks);
-    for (int i = 1; i < count; ++i) {
-      const Homography motion = InSteps(frames[i].motion, scale, offset, offset);
-      CompareBlocks(frames[0].*plane, frames[i].*plane, motion, kMostBlocks, unclipped, &blocks);
-    }
+    LayerVector<Blocks> parts(static_cast<size_t>(pairs));
+    for (Blocks& part : parts) part.reserve(kMostBlocks);  // threads take no memory
+    RunStripes(kThreads, pairs, [&](int i) {
+      Blocks* part = &parts[static_cast<size_t>(i)];
+      if (count == 1) return InspectBlocks(frames[0].*plane, kMostBlocks, unclipped, part);
+      const Homography motion = InSteps(frames[i + 1].motion, scale, offset, offset);
+      CompareBlocks(frames[0].*plane, frames[i + 1].*plane, motion, kMostBlocks, unclipped, part);
+    });
+    for (const Blocks& part : parts) blocks.insert(blocks.end(), part.begin(), part.end());
     if (blocks.size() >= kFewestUnclipped) break;
     if (unclipped) blocks.clear();
   }
