@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <memory_resource>
 #include <new>
@@ -41,5 +42,12 @@ struct LayerAllocator {
 /// Working memory of the layer that the caller's hooks pay for.
 template <typename T>
 using LayerVector = std::vector<T, LayerAllocator<T>>;
+
+/// The middle value, of an even number the upper one; reorders them. At least one.
+inline float Median(LayerVector<float>* values) {
+  const auto middle = values->begin() + static_cast<ptrdiff_t>(values->size() / 2);
+  std::nth_element(values->begin(), middle, values->end());
+  return *middle;
+}
 
 }  // namespace zolt

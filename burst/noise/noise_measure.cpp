@@ -18,12 +18,6 @@ constexpr size_t kFewestInLevel = 40;
 /// Below this share of what the flattest blocks hold nothing is taken off for texture.
 constexpr float kLeastShare = 0.15f;
 
-float Median(LayerVector<float>* values) {
-  const auto middle = values->begin() + static_cast<ptrdiff_t>(values->size() / 2);
-  std::nth_element(values->begin(), middle, values->end());
-  return *middle;
-}
-
 using Blocks = LayerVector<BlockNoise>;
 
 template <typename Field>
