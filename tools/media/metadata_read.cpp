@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "media/exiv2_blocks.h"
+#include "media/file_kind.h"
 #include "media/metadata.h"
 
 namespace zolt {
@@ -104,6 +105,9 @@ std::string MetadataLibrary() {
 Metadata ReadMetadata(const std::string& path) {
   PrepareExiv2();
   Metadata metadata;
+  // A video's is not wanted, and the library walks a damaged one's boxes for minutes.
+  const FileKind kind = KindOf(path);
+  if (kind != FileKind::kImage && kind != FileKind::kRaw) return metadata;
   try {
     // The file itself, whatever its name looks like: no address, no standard input.
     auto image = Exiv2::ImageFactory::open(
