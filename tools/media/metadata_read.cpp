@@ -4,7 +4,6 @@
 #include <cstdlib>
 
 #include "media/exiv2_blocks.h"
-#include "media/file_kind.h"
 #include "media/metadata.h"
 
 namespace zolt {
@@ -105,14 +104,13 @@ std::string MetadataLibrary() {
 Metadata ReadMetadata(const std::string& path) {
   PrepareExiv2();
   Metadata metadata;
-  // A video's is not wanted, and the library walks a damaged one's boxes for minutes.
-  const FileKind kind = KindOf(path);
-  if (kind != FileKind::kImage && kind != FileKind::kRaw) return metadata;
   try {
     // The file itself, whatever its name looks like: no address, no standard input.
     auto image = Exiv2::ImageFactory::open(
         decltype(Exiv2::ImageFactory::createIo("", false))(new Exiv2::FileIo(path)));
-    if (!image.get()) return metadata;
+    // A video's is not wanted, and the library walks a damaged one's boxes for minutes. Asked here, since a
+    // file of two minds is what the library takes it for.
+    if (!image.get() || image->mimeType().rfind("video/", 0) == 0) return metadata;
     image->readMetadata();
     ExifBlocks blocks{image->exifData(), image->xmpData(), image->iptcData()};
     metadata = Kept(blocks);
