@@ -4,12 +4,22 @@
 #include <cstdio>
 #include <memory>
 
+#include "common/errors.h"
+
 namespace zolt {
 namespace {
 
 constexpr int kMostPages = 1000;
+// Tags, in the order of a table.
 constexpr uint32_t kSubfileType = 0x00fe;
+constexpr uint32_t kCompression = 0x0103;
+constexpr uint32_t kTileOffsets = 0x0144;
 constexpr uint32_t kReducedCopy = 1;
+
+struct TiffPage {
+  bool own_picture = false;  // no reduced copy of another
+  bool undecodable = false;
+};
 
 class TiffTables {
  public:
@@ -24,18 +34,20 @@ class TiffTables {
   /// Place of the first table, 0 if this is no TIFF.
   uint32_t first() const { return first_; }
 
-  /// The table at `at`: where the next one is (0: nowhere) and whether it is a picture of its own.
-  uint32_t Next(uint32_t at, bool* own_picture) const {
+  /// What the table at `at` tells, and where the next one is; 0: nowhere.
+  uint32_t Next(uint32_t at, TiffPage* page) const {
     uint8_t bytes[12];
-    *own_picture = false;
+    *page = {};
     if (!Read(at, bytes, 2)) return 0;
     const uint32_t entries = Number(bytes, 2);
-    *own_picture = true;
+    page->own_picture = true;
     for (uint32_t i = 0; i < entries; ++i) {
       if (!Read(at + 2 + 12 * int64_t{i}, bytes, 12)) return 0;
-      if (Number(bytes, 2) == kSubfileType && (Number(bytes + 8, 4) & kReducedCopy) != 0)
-        *own_picture = false;
-      if (Number(bytes, 2) > kSubfileType) break;  // they are in order
+      const uint32_t tag = Number(bytes, 2);
+      if (tag == kSubfileType && (Number(bytes + 8, 4) & kReducedCopy) != 0) page->own_picture = false;
+      const uint32_t packing = tag == kCompression ? Number(bytes + 8, 2) : 0;
+      if (tag == kTileOffsets || packing == 6 || packing == 7) page->undecodable = true;
+      if (tag >= kTileOffsets) break;
     }
     return Read(at + 2 + 12 * int64_t{entries}, bytes, 4) ? Number(bytes, 4) : 0;
   }
@@ -60,13 +72,20 @@ class TiffTables {
 std::vector<int> TiffPages(const std::string& path) {
   const TiffTables tables(path);
   std::vector<int> pages;
+  bool undecodable = false;
   uint32_t at = tables.first();
   for (int page = 1; at != 0 && page <= kMostPages; ++page) {
-    bool own_picture = false;
-    const uint32_t next = tables.Next(at, &own_picture);
-    if (own_picture) pages.push_back(page);
+    TiffPage told;
+    const uint32_t next = tables.Next(at, &told);
+    if (told.own_picture) pages.push_back(page);
+    if (told.own_picture && told.undecodable) undecodable = true;
     if (next <= at) break;  // back: a loop, or a writer that nobody has seen
     at = next;
+  }
+  if (undecodable) {
+    FailFile(path +
+             ": is a TIFF of tiles or with JPEG inside, which can't be read; save it anew in strips, " +
+             "packed by LZW or not at all");
   }
   if (pages.size() < 2) pages.clear();
   return pages;
