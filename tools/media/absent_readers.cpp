@@ -49,6 +49,16 @@ std::string HeifLibrary() {
 }
 #endif
 
+#ifndef ZOLT_WITH_WEBP
+std::unique_ptr<FrameSource> OpenMovingWebp(const std::string& path, const ReadOptions&) {
+  FailFile(path +
+           ": animated WebP needs libwebpdemux, which this program was built without; convert it to APNG");
+}
+std::string WebpLibrary() {
+  return "";
+}
+#endif
+
 #ifndef ZOLT_WITH_LIBRAW
 std::unique_ptr<FrameSource> OpenRawPhoto(const std::string& path, const ReadOptions&) {
   FailFile(path + ": raw files need LibRaw, which this program was built without; convert it to TIFF");

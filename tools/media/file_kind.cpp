@@ -45,6 +45,9 @@ FileKind KindOfHead(std::string_view head, const std::string& extension) {
   using namespace std::string_view_literals;
   const auto begins = [&](std::string_view with) { return head.substr(0, with.size()) == with; };
   if (begins("\xff\xd8\xff"sv) || begins("\x89PNG\r\n"sv) || begins("BM"sv)) return FileKind::kImage;
+  // The extended form has flags, one of which says that there are several frames.
+  if (begins("RIFF"sv) && head.substr(8, 8) == "WEBPVP8X" && (head[20] & 2) != 0)
+    return FileKind::kMovingWebp;
   if (begins("RIFF"sv) && head.substr(8, 4) == "WEBP") return FileKind::kImage;
   if (begins("IIRO"sv) || begins("IIRS"sv) || begins("MMOR"sv) || begins("IIU\0"sv) ||
       begins("FUJIFILMCCD-RAW"sv) || begins("\0MRM"sv) ||

@@ -7,7 +7,8 @@ namespace zolt {
 enum class FileKind {
   kImage,  // a picture, or several, that FFmpeg reads
   kHeif,   // HEIC, AVIF
-  kRaw,    // a camera's sensor data
+  kMovingWebp,
+  kRaw,  // a camera's sensor data
   kVideo,
   kFrames,  // bare .nv21, .nv12, .i420, .yuv
   kOther,

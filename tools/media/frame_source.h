@@ -43,6 +43,8 @@ class FrameSource {
 std::unique_ptr<FrameSource> OpenWithFfmpeg(const std::string& path, const ReadOptions& options);
 /// The primary image of a HEIC or AVIF file, then the others of a burst.
 std::unique_ptr<FrameSource> OpenHeif(const std::string& path, const ReadOptions& options);
+/// All frames of an animated WebP.
+std::unique_ptr<FrameSource> OpenMovingWebp(const std::string& path, const ReadOptions& options);
 /// A camera's raw file, developed to sRGB.
 std::unique_ptr<FrameSource> OpenRawPhoto(const std::string& path, const ReadOptions& options);
 
@@ -64,5 +66,6 @@ constexpr uint8_t EightBits(uint16_t v) {
 /// Names with versions, empty when built without.
 std::string HeifLibrary();
 std::string RawLibrary();
+std::string WebpLibrary();
 
 }  // namespace zolt

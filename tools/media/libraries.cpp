@@ -14,7 +14,8 @@ std::vector<std::string> MediaLibraries() {
     return library.empty() ? std::string("without ") + name : library;
   };
   return {std::string("FFmpeg ") + av_version_info(), or_without(MetadataLibrary(), "Exiv2"),
-          or_without(HeifLibrary(), "libheif"), or_without(RawLibrary(), "LibRaw")};
+          or_without(HeifLibrary(), "libheif"), or_without(RawLibrary(), "LibRaw"),
+          or_without(WebpLibrary(), "libwebpdemux")};
 }
 
 }  // namespace zolt

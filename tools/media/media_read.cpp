@@ -16,6 +16,8 @@ std::unique_ptr<FrameSource> Open(const std::string& path, const ReadOptions& op
   switch (KindOf(path)) {
     case FileKind::kHeif:
       return OpenHeif(path, options);
+    case FileKind::kMovingWebp:
+      return OpenMovingWebp(path, options);
     case FileKind::kRaw:
       return OpenRawPhoto(path, options);
     default:
