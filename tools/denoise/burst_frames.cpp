@@ -64,23 +64,27 @@ class Collector {
     if (first) {
       burst.iso = burst.shots[0].iso;
       burst.iso_source = "exif";
-      burst.metadata = std::move(metadata);
-      if (!burst.metadata.fault.empty())
-        Note(file + ": its metadata can't be read and is left out: " + burst.metadata.fault);
     } else {
       Compare(file, metadata, frame.picture);
     }
-    if (burst.files.empty() || burst.files.back() != file) burst.files.push_back(file);
+    burst.metadata.push_back(std::move(metadata));
+    if (burst.files.empty() || burst.files.back() != file) {
+      burst.files.push_back(file);
+      const std::string& fault = burst.metadata.back().fault;
+      if (!fault.empty()) Note(file + ": its metadata can't be read and is left out: " + fault);
+    }
     burst.frame_files.push_back(file);
-    burst.frames.push_back(source_.upright ? Turned(frame.picture, burst.metadata.orientation)
+    burst.frames.push_back(source_.upright ? Turned(frame.picture, burst.metadata.front().orientation)
                                            : std::move(frame.picture));
   }
 
   void Finish() {
     if (deep_ > 8) Note(std::to_string(deep_) + " bits a sample are rounded to 8");
-    if (!source_.upright || burst_->metadata.orientation == kUpright) return;
+    if (!source_.upright) return;
     const YuvPicture& first = burst_->frames.front();
-    burst_->metadata = UprightMetadata(burst_->metadata, first.width, first.height);
+    for (Metadata& each : burst_->metadata) {
+      if (each.orientation != kUpright) each = UprightMetadata(each, first.width, first.height);
+    }
   }
 
  private:
@@ -89,7 +93,8 @@ class Collector {
   void Compare(const std::string& file, const Metadata& metadata, const YuvPicture& picture) {
     const YuvPicture& first = burst_->frames.front();
     const std::string& name = burst_->files.front();
-    const bool turned = source_.upright && ExchangesSides(burst_->metadata.orientation);
+    const Metadata& told = burst_->metadata.front();
+    const bool turned = source_.upright && ExchangesSides(told.orientation);
     if (picture.width != (turned ? first.height : first.width) ||
         picture.height != (turned ? first.width : first.height)) {
       FailSize(file == name ? file + ": a later frame" : file, picture, file == name ? "the first" : name,
@@ -97,12 +102,12 @@ class Collector {
     }
     // Pixels are compared as they lie on the sensor: a phone that was turned within the burst changed only
     // the tag.
-    if (metadata.orientation != burst_->metadata.orientation)
+    if (metadata.orientation != told.orientation)
       Note(file + ": its orientation (" + std::to_string(metadata.orientation) + ") is not that of " + name +
-           " (" + std::to_string(burst_->metadata.orientation) + "), which is taken for all");
-    if (metadata.icc != burst_->metadata.icc)
+           " (" + std::to_string(told.orientation) + "); the reference's is taken for all");
+    if (metadata.icc != told.icc)
       Note(file + ": its colour profile is not that of " + name +
-           ", which is taken for all; colours may be mixed wrong");
+           "; the reference's is taken for all, colours may be mixed wrong");
   }
 
   const BurstSource& source_;
@@ -143,7 +148,8 @@ BurstFrames OfFolder(const std::string& folder, const BurstSource& source) {
 BurstFrames OfVideo(const std::string& path, const std::string& name, const BurstSource& source) {
   BurstFrames burst;
   Collector collector(source, &burst);
-  const bool images = KindOf(path) == FileKind::kImage || KindOf(path) == FileKind::kHeif;
+  const FileKind kind = KindOf(path);
+  const bool images = kind == FileKind::kImage || kind == FileKind::kHeif || kind == FileKind::kMovingWebp;
   const int wanted = source.frames > 0 ? source.frames : images ? kMostFrames : kVideoFrames;
   if (wanted > kMostFrames) FailCount(static_cast<size_t>(wanted));
   const Metadata metadata = ReadMetadataOf(path);
@@ -184,6 +190,7 @@ BurstFrames OfRawFiles(const BurstSource& source) {
       burst.frames.push_back(PictureFromRaw(&bytes[at], width, height, *layout));
       burst.frame_files.push_back(path);
       burst.shots.emplace_back();
+      burst.metadata.emplace_back();
     }
   }
   if (burst.frames.empty()) FailCount(0);

@@ -29,8 +29,8 @@ struct BurstFrames {
   std::vector<std::string> frame_files;  // the file of each
   std::optional<int> iso;                // as the folder or the first frame's EXIF tells
   std::string iso_source;                // "burst.json" or "exif"
-  Metadata metadata;                     // of the first frame
-  std::vector<ShotFacts> shots;          // one for each frame
+  std::vector<Metadata> metadata;        // of each; which one the result takes is known when it is made
+  std::vector<ShotFacts> shots;          // of each
   std::vector<std::string> files;        // that were read
   std::vector<std::string> notes;        // what the user should know, a line each
 };

@@ -80,7 +80,7 @@ void Run(const Options& options, std::ostream& out, std::ostream& err) {
   std::function<void(int, const FrameMaps&)> on_maps;
   if (!options.maps.empty()) {
     on_maps = [&](int frame, const FrameMaps& maps) {
-      WriteMaps(options.maps, frame, burst.metadata.orientation, maps);
+      WriteMaps(options.maps, frame, burst.metadata.front().orientation, maps);
     };
   }
   // A picture on standard output has it for itself.
@@ -89,7 +89,8 @@ void Run(const Options& options, std::ostream& out, std::ostream& err) {
     DenoiseResult result = DenoiseBurst(burst.frames, burst.settings, on_maps);
     result.picture.grey =
         std::all_of(burst.frames.begin(), burst.frames.end(), [](const auto& f) { return f.grey; });
-    WriteResult(options.output, result.picture, burst.metadata, burst.shots, out,
+    const Metadata& reference = burst.metadata[static_cast<size_t>(result.report.reference)];
+    WriteResult(options.output, result.picture, reference, burst.shots, out,
                 options.denoise.quiet ? nullptr : &err);
     if (options.json || !options.denoise.quiet) Tell(options, burst, result, words);
   } catch (const LibraryRefused& refusal) {

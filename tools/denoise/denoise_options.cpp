@@ -111,14 +111,17 @@ void TellNotes(const DenoiseOptions& options, const PreparedBurst& burst, std::o
   if (options.quiet) return;
   for (const std::string& note : burst.notes) err << "zolt-burst: " << note << "\n";
   if (!options.verbose) return;
-  const bool each = burst.files.size() == burst.shots.size();
-  for (size_t i = 0; i < burst.files.size(); ++i) {
-    err << burst.files[i] << ": " << ExposureLine(each ? std::vector<ShotFacts>{burst.shots[i]} : burst.shots)
-        << "\n";
+  size_t frame = 0;
+  for (const std::string& file : burst.files) {
+    std::vector<ShotFacts> shots;
+    for (; frame < burst.shots.size() && burst.frame_files[frame] == file; ++frame)
+      shots.push_back(burst.shots[frame]);
+    if (shots.empty()) continue;  // all of its frames were left out
+    const Metadata& m = burst.metadata[frame - 1];
+    err << file << ": " << ExposureLine(shots) << "; Exif " << m.exif.size() << " bytes, XMP " << m.xmp.size()
+        << ", IPTC " << m.iptc.size() << ", colour profile " << m.icc.size() << ", orientation "
+        << m.orientation << "\n";
   }
-  const Metadata& m = burst.metadata;
-  err << "metadata of the reference: Exif " << m.exif.size() << " bytes, XMP " << m.xmp.size() << ", IPTC "
-      << m.iptc.size() << ", colour profile " << m.icc.size() << ", orientation " << m.orientation << "\n";
 }
 
 }  // namespace zolt

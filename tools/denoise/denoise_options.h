@@ -38,7 +38,7 @@ struct PreparedBurst {
   DenoiseSettings settings;              // nothing left open
   std::optional<int> told_iso;           // for information: the measured noise decides
   std::string told_by;                   // "burst.json" or "exif"
-  Metadata metadata = {};                // of the first frame, as are these: see BurstFrames
+  std::vector<Metadata> metadata = {};   // of each frame, as are these: see BurstFrames
   std::vector<ShotFacts> shots = {};
   std::vector<std::string> files = {};
   std::vector<std::string> notes = {};

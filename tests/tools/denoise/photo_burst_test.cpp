@@ -134,6 +134,27 @@ TEST_F(PhotoBurst, ResultsCarryWhatTheReferenceCarried) {
   }
 }
 
+TEST_F(PhotoBurst, TheReferenceThatWasPickedGivesTheTags) {
+  NEEDS_PROGRAM("exiftool");
+  NEEDS_PROGRAM("convert");
+  const std::vector<std::string> frames = Tagged("jpg", 6);
+  WritePicture(Path("noise.png"), RandomPicture(96, 64, 1));
+  for (const auto& [i, blur] : {std::pair{0, "0x3"}, {1, "0x0"}, {2, "0x2"}}) {
+    Shell("convert '" + Path("noise.png") + "' -scale 400% -crop 96x64+50+50 -blur " + blur + " '" +
+          Path("b.jpg") + "'");
+    Shell("exiftool -q -overwrite_original -all= -tagsFromFile '" + frames[i] + "' -all:all -icc_profile '" +
+          Path("b.jpg") + "'");
+    std::filesystem::rename(Path("b.jpg"), frames[i]);
+  }
+  Shell("exiftool -q -overwrite_original -n -Orientation=3 -GPSLatitude=20 '" + frames[1] + "'");
+  ASSERT_EQ(Denoise(frames, {"-o", Path("c.jpg"), "--json"}), kExitDone) << err_;
+  ASSERT_EQ(nlohmann::json::parse(out_)["reference"], 1);
+  const nlohmann::json tags = TagsOf(Path("c.jpg"));
+  EXPECT_EQ(tags["SubSecTimeOriginal"], 2);
+  EXPECT_EQ(tags["Orientation"], 3);
+  EXPECT_EQ(tags["GPSLatitude"], 20);
+}
+
 TEST_F(PhotoBurst, HeicIsSeenUprightByItsOwnReader) {
   NEEDS_PROGRAM("exiftool");
   NEEDS_PROGRAM("heif-convert");
@@ -229,18 +250,28 @@ TEST_F(PhotoBurst, OneFileOfSeveralFramesIsABurst) {
   NEEDS_PROGRAM("ffmpeg");
   NEEDS_PROGRAM("convert");
   NEEDS_PROGRAM("heif-enc");
+  NEEDS_PROGRAM("img2webp");
   for (int i = 0; i < 3; ++i) WritePicture(Path("i" + std::to_string(i) + ".png"), RandomPicture(96, 64, i));
   const std::string all = "'" + Path("i0.png") + "' '" + Path("i1.png") + "' '" + Path("i2.png") + "' ";
   Shell("convert " + all + "'" + Path("pages.tif") + "'");
   Shell("heif-enc " + all + "-o '" + Path("burst.heic") + "'");
   Shell("ffmpeg -v error -i '" + Path("i%d.png") + "' -f apng '" + Path("moving.png") + "'");
-  for (const char* name : {"pages.tif", "burst.heic", "moving.png"}) {
+  Shell("img2webp -lossless " + all + "-o '" + Path("moving.webp") + "'");
+  for (const char* name : {"pages.tif", "burst.heic", "moving.png", "moving.webp"}) {
     ASSERT_EQ(Run({"denoise", Path(name), "-o", Path("out.y4m"), "--json"}), kExitDone) << err_;
     EXPECT_EQ(nlohmann::json::parse(out_)["frames"].size(), 3u) << name;
   }
-  MediaReader pages(Path("pages.tif"));
-  for (int i = 0; i < 3; ++i)
-    EXPECT_EQ(pages.NextRgb()->rgb, ReadRgbPicture(Path("i" + std::to_string(i) + ".png")).rgb);
+  for (const char* name : {"pages.tif", "moving.png", "moving.webp"}) {
+    MediaReader frames(Path(name));
+    for (int i = 0; i < 3; ++i)
+      EXPECT_EQ(frames.NextRgb()->rgb, ReadRgbPicture(Path("i" + std::to_string(i) + ".png")).rgb) << name;
+    EXPECT_FALSE(frames.NextRgb());
+  }
+  // FFmpeg makes a black picture of either, and tells nothing.
+  Shell("convert '" + Path("i0.png") + "' -compress jpeg '" + Path("a.tif") + "'");
+  Shell("convert '" + Path("i0.png") + "' -define tiff:tile-geometry=32x32 '" + Path("b.tif") + "'");
+  for (const char* name : {"a.tif", "b.tif"})
+    EXPECT_EQ(Run({"denoise", Path(name), "-o", Path("o.png")}), kExitFile) << name;
 }
 
 TEST_F(PhotoBurst, GreyStaysGreyAndDeepSamplesAreRounded) {
