@@ -70,6 +70,10 @@ int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostr
     AddConfigCheckCommand(app, &exit_code, out);
     AddTuneCommand(app, &exit_code, out);
     AddManualCommands(app, out);
+    // Said here: the parser would only tell that a subcommand is missing.
+    const auto named = [&](const CLI::App* command) { return command->check_name(argv[1]); };
+    if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(named).empty())
+      FailUsage(std::string(argv[1]) + ": no such subcommand; zolt-burst --help lists them");
     app.parse(argc, argv);
     return exit_code;
   } catch (const CLI::ParseError& e) {

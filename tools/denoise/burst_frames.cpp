@@ -13,6 +13,8 @@
 namespace zolt {
 namespace {
 
+constexpr int kSmallestSide = 16;  // that the library takes
+
 std::string SizeText(const YuvPicture& p) {
   return std::to_string(p.width) + " x " + std::to_string(p.height);
 }
@@ -22,14 +24,16 @@ bool IsFolder(const std::string& path) {
   return std::filesystem::is_directory(path, ignored);
 }
 
+[[noreturn]] void FailEmpty(const std::string& input) {
+  FailUsage(input + ": no picture among what was given; name photos, a video or a folder that holds them");
+}
+
 [[noreturn]] void FailCount(size_t count) {
   if (count > 0) {
     FailUsage(std::to_string(count) + " frames are more than " + std::to_string(kMostFrames) +
               "; choose with --frames " + std::to_string(kMostFrames) + " and --start K");
   }
-  FailUsage(
-      "no frame: give files, a video, or a folder made by 'zolt-burst simulate', and look at --frames and "
-      "--start");
+  FailUsage("no frame is left: look at --start");
 }
 
 // The part of a list that --start and --frames choose; refuses what is no burst before anything large is
@@ -59,6 +63,8 @@ class Collector {
       metadata.orientation = *frame.orientation;
     if (frame.bits > 8) deep_ = std::max(deep_, frame.bits);
     const bool first = burst.frames.empty();
+    if (std::min(frame.picture.width, frame.picture.height) < kSmallestSide)
+      FailUsage(file + ": is " + SizeText(frame.picture) + "; a frame's sides are 16 or more");
     burst.shots.push_back(FactsOf(metadata));
     if (!burst.shots.back().iso) burst.shots.back().iso = frame.iso;
     if (first) {
@@ -208,11 +214,18 @@ BurstFrames LoadBurst(const BurstSource& source) {
   const bool one = source.inputs.size() == 1;
   if (one && only == "-") {
     const StandardInput input;
-    return OfVideo(input.path(), "standard input", source);
+    try {
+      return OfVideo(input.path(), "standard input", source);
+    } catch (const ToolError& e) {
+      std::string text = e.what();
+      if (text.rfind(input.path(), 0) == 0) text.replace(0, input.path().size(), "standard input");
+      throw ToolError(e.code(), text);
+    }
   }
   if (one && IsFolder(only) && HasBurstInfo(only)) return OfFolder(only, source);
   if (one && !IsFolder(only)) return OfVideo(only, only, source);
   const InputList list = PicturesAmong(source.inputs, source.order);
+  if (list.files.empty()) FailEmpty(only);
   if (list.files.size() == 1 && one) return OfVideo(list.files[0], list.files[0], source);
   BurstFrames burst = OfFiles(Chosen(list.files, source), source);
   burst.notes.insert(burst.notes.begin(), list.notes.begin(), list.notes.end());

@@ -26,6 +26,12 @@ std::string IsoAndBand(const zolt_burst_report& report) {
   return "ISO " + std::to_string(report.iso) + " (band " + std::to_string(report.band) + ")";
 }
 
+// Why fine mode fell back, where that is not plain to see from the frames.
+std::string WhyFast(const PreparedBurst& burst, const zolt_burst_report& report) {
+  if (report.fell_back == 0 || report.fused != 0 || report.merged < 2) return "";
+  return burst.settings.memory_limit > 0 ? " for want of memory" : " as the noise left too little to measure";
+}
+
 nlohmann::ordered_json FrameJson(const std::string& file, const FrameReport& frame) {
   const zolt_burst_frame_report& told = frame.told;
   nlohmann::ordered_json j = {{"file", file},
@@ -61,9 +67,8 @@ std::string SummaryText(const std::string& output, const PreparedBurst& burst, c
        << " of " << report.frames << (report.frames == 1 ? " frame" : " frames") << ", reference "
        << FrameName(burst, static_cast<size_t>(report.reference))
        << (report.fused != 0 ? ", the last one fused in" : "") << ", "
-       << (report.mode == ZOLT_BURST_FINE ? "fine" : "fast")
-       << (report.fell_back != 0 && report.fused == 0 && report.merged > 1 ? " for want of memory" : "")
-       << ", " << std::lround(report.milliseconds) << " ms\nnoise: " << NoiseText(burst, report);
+       << (report.mode == ZOLT_BURST_FINE ? "fine" : "fast") << WhyFast(burst, report) << ", "
+       << std::lround(report.milliseconds) << " ms\nnoise: " << NoiseText(burst, report);
   if (burst.told_iso) text << "; " << burst.told_by << " tells ISO " << *burst.told_iso;
   text << "\n";
   for (size_t i = 0; i < result.frames.size(); ++i) {

@@ -79,6 +79,21 @@ void LeaveOutTwins(std::vector<std::string>* pictures, std::vector<std::string>*
   });
 }
 
+// A burst that is cleaned a second time finds the first result in its folder.
+void LeaveOutResults(std::vector<std::string>* pictures, std::vector<std::string>* notes) {
+  std::vector<std::string> frames, results;
+  for (const std::string& file : *pictures) {
+    std::error_code ignored;
+    const bool result =
+        fs::exists(file, ignored) && ReadMetadataOf(file).software.rfind("zolt-burst", 0) == 0;
+    (result ? results : frames).push_back(file);
+  }
+  if (frames.empty()) return;  // then they are what is meant
+  for (const std::string& file : results)
+    notes->push_back(file + ": left out, it is a result of this program; give results alone to take them");
+  *pictures = std::move(frames);
+}
+
 void SortByTime(std::vector<std::string>* files) {
   std::map<std::string, int64_t> times;
   for (const std::string& file : *files) {
@@ -114,6 +129,7 @@ InputList PicturesAmong(const std::vector<std::string>& inputs, InputOrder order
     for (const std::string& video : sorted.videos)
       list.notes.push_back(video + ": a video among pictures, left out");
     LeaveOutTwins(&sorted.pictures, &list.notes);
+    LeaveOutResults(&sorted.pictures, &list.notes);
     list.files = std::move(sorted.pictures);
   }
   if (order == InputOrder::kName) std::stable_sort(list.files.begin(), list.files.end(), NameBefore);

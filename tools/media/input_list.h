@@ -13,10 +13,10 @@ struct InputList {
 };
 
 /// The pictures among what a user named. Folders stand for the pictures in them, by name. With more than one
-/// file, what is no picture is left out: sidecars, the video of a live photo, and a raw file whose JPEG or
-/// HEIC lies beside it. A file that claims to be a picture by its name stays, so that reading it tells what
-/// is wrong. Names are ordered with their numbers as numbers; time is the camera's, with sub-seconds.
-/// ToolError (file) for what isn't there.
+/// file, what is no picture is left out: sidecars, the video of a live photo, a raw file whose JPEG or
+/// HEIC lies beside it, and what this program made. A file that claims to be a picture by its name stays, so
+/// that reading it tells what is wrong. Names are ordered with their numbers as numbers; time is the
+/// camera's, with sub-seconds. ToolError (file) for what isn't there.
 InputList PicturesAmong(const std::vector<std::string>& inputs, InputOrder order);
 
 /// "IMG_9" before "IMG_10".

@@ -86,7 +86,9 @@ TEST_F(BurstFramesOf, WhatIsNoBurstSaysWhatToDo) {
   Error({Images(2), 0, 0, "72x64"}, kExitUsage);
   Error({{raw, Images(1)[0]}, 0, 0, "72x64"}, kExitUsage);
   std::filesystem::create_directory(Path("empty"));
-  EXPECT_NE(Error({{Path("empty")}}, kExitUsage).find("no frame"), std::string::npos);
+  EXPECT_NE(Error({{Path("empty")}}, kExitUsage).find("empty: no picture"), std::string::npos);
+  WritePicture(Path("tiny.y4m"), RandomPicture(72, 15, 1));
+  EXPECT_NE(Error({{Path("tiny.y4m")}}, kExitUsage).find("tiny.y4m: is 72 x 15"), std::string::npos);
 }
 
 TEST_F(BurstFramesOf, FolderWithABadDescription) {

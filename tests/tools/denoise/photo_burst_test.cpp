@@ -205,7 +205,8 @@ TEST_F(PhotoBurst, UnlikeFramesAreToldAndInputsStayAsTheyAre) {
       << err_;
   EXPECT_NE(err_.find("f0.xmp: no picture"), std::string::npos) << err_;
   EXPECT_NE(err_.find("f1.MOV: a video"), std::string::npos) << err_;
-  EXPECT_LT(err_.find("f2.jpg: 1 frame"), err_.find("f0.jpg: 1 frame"));
+  EXPECT_LT(err_.find("f2.jpg: 1 frame"), err_.find("f1.jpg: 1 frame"));
+  EXPECT_NE(err_.find("f0.jpg: left out, it is a result"), std::string::npos) << err_;
 }
 
 TEST_F(PhotoBurst, RawFilesOfABurstAreDevelopedAlike) {
@@ -341,6 +342,8 @@ TEST_F(PhotoBurst, PipesInAndOut) {
   EXPECT_NE(told.find("-: 96 x 64, "), std::string::npos) << told;
   EXPECT_EQ(ReadPicture(Path("out.png")).width, 96);
   EXPECT_EQ(Run({"denoise", "-", "-o", "-"}), kExitUsage);
+  const std::string empty = Shell(std::string("'") + ZOLT_BURST + "' denoise - -o x.png < /dev/null");
+  EXPECT_NE(empty.find("standard input: is no image"), std::string::npos) << empty;
 }
 
 }  // namespace
