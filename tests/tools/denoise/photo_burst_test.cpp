@@ -102,7 +102,12 @@ TEST_F(PhotoBurst, ResultsCarryWhatTheReferenceCarried) {
   NEEDS_PROGRAM("convert");
   NEEDS_PROGRAM("heif-enc");
   const std::pair<const char*, std::vector<const char*>> ways[] = {
-      {"jpg", {"jpg", "png", "tif", "heic", "avif"}}, {"tif", {"tif", "jpg"}}, {"heic", {"heic", "jpg"}}};
+      {"jpg", {"jpg", "png", "tif", "heic", "avif"}},
+      {"tif", {"tif", "jpg"}},
+      {"heic", {"heic", "jpg"}},
+      {"avif", {"jpg"}},
+      {"png", {"jpg"}},
+      {"webp", {"tif"}}};
   for (const auto& [in, formats] : ways) {
     const std::vector<std::string> frames = Tagged(in, 6);
     for (const char* format : formats) {
@@ -118,16 +123,15 @@ TEST_F(PhotoBurst, ResultsCarryWhatTheReferenceCarried) {
       EXPECT_EQ(tags["UserComment"], "Made of 3 frames of 1/30 s at f/1.8, ISO 1600");
       EXPECT_EQ(tags["Software"].get<std::string>().find("zolt-burst "), 0u);
       EXPECT_FALSE(tags.contains("Warning")) << tags["Warning"];
-      // What not every reader turns is upright in its pixels.
-      const bool kept =
-          std::string(in) != "heic" && (std::string(format) == "jpg" || std::string(format) == "tif");
+      // What not every reader turns is upright in its pixels; of HEIF only the container's turning counts.
+      const bool turns = std::string(in) != "heic" && std::string(in) != "avif";
+      const bool kept = turns && (std::string(format) == "jpg" || std::string(format) == "tif");
       EXPECT_EQ(tags["Orientation"], kept ? 6 : 1);
-      const bool exchanged = std::string(in) != "heic" && !kept;
-      EXPECT_EQ(tags["ExifImageWidth"], exchanged ? 64 : 96);
+      EXPECT_EQ(tags["ExifImageWidth"], turns && !kept ? 64 : 96);
       const YuvPicture seen = ReadPicture(out);
-      EXPECT_EQ(seen.width, std::string(in) != "heic" ? 64 : 96);
+      EXPECT_EQ(seen.width, turns ? 64 : 96);
       // The stored upper left, dark, is the upper right of what is seen.
-      if (std::string(in) != "heic") {
+      if (turns) {
         EXPECT_LT(seen.y[63 + 4 * 64], 60);
       }
     }
@@ -273,6 +277,29 @@ TEST_F(PhotoBurst, OneFileOfSeveralFramesIsABurst) {
   Shell("convert '" + Path("i0.png") + "' -define tiff:tile-geometry=32x32 '" + Path("b.tif") + "'");
   for (const char* name : {"a.tif", "b.tif"})
     EXPECT_EQ(Run({"denoise", Path(name), "-o", Path("o.png")}), kExitFile) << name;
+}
+
+TEST_F(PhotoBurst, VideosGiveTheirFramesAndMotionPhotosTheirStill) {
+  NEEDS_PROGRAM("ffmpeg");
+  for (int i = 0; i < 3; ++i) WritePicture(Path("i" + std::to_string(i) + ".png"), RandomPicture(96, 64, i));
+  for (const char* name : {"v.mov", "v.mkv", "v.webm", "v.avi", "v.ts", "v.hevc", "v.mp4", "turned.mp4"}) {
+    const bool turned = std::string(name) == "turned.mp4";
+    const std::string from = turned ? "-i '" + Path("v.mp4") + "' -c copy -metadata:s:v rotate=90 "
+                                    : "-i '" + Path("i%d.png") + "' -pix_fmt yuv420p ";
+    Shell("ffmpeg -v error " + from + "'" + Path(name) + "'");
+    ASSERT_EQ(Run({"denoise", Path(name), "-o", Path("out.png"), "--json"}), kExitDone) << name << err_;
+    EXPECT_EQ(nlohmann::json::parse(out_)["frames"].size(), 3u) << name;
+    EXPECT_EQ(ReadPicture(Path("out.png")).width, turned ? 64 : 96) << name;
+  }
+  Shell("convert '" + Path("i0.png") + "' '" + Path("still.jpg") + "'; cat '" + Path("still.jpg") + "' '" +
+        Path("v.mp4") + "' > '" + Path("motion.jpg") + "'");
+  ASSERT_EQ(Run({"denoise", Path("motion.jpg"), "-o", Path("out.y4m"), "--json"}), kExitDone) << err_;
+  EXPECT_EQ(nlohmann::json::parse(out_)["frames"].size(), 1u);
+  EXPECT_EQ(ReadPicture(Path("motion.jpg")).y, ReadPicture(Path("still.jpg")).y);
+  for (const char* name : {"p.bmp", "p.ppm", "p.webp"}) {
+    Shell("convert '" + Path("i0.png") + "' -define webp:lossless=true '" + Path(name) + "'");
+    EXPECT_EQ(ReadRgbPicture(Path(name)).rgb, ReadRgbPicture(Path("i0.png")).rgb) << name;
+  }
 }
 
 TEST_F(PhotoBurst, GreyStaysGreyAndDeepSamplesAreRounded) {
