@@ -64,8 +64,9 @@ void Enlarge(PlaneView half, int width, int height, OwnedPlane* out) {
 struct FineFinish::Kind {
   int sizes;  ///< halvings in which blotches are looked for
   float return_above, keep_above;
+  float faint;  ///< variance of the noise up to which they are not looked for: rounding costs more
 };
-const FineFinish::Kind FineFinish::kLuma = {1, 2, 3}, FineFinish::kChroma = {2, 4, 4};
+const FineFinish::Kind FineFinish::kLuma = {1, 3, 2.5f, 0}, FineFinish::kChroma = {2, 10, 2, 2};
 
 bool FineFinish::FinishPlane(PlaneView reference, PlaneView merge, PlaneView weights, const Kind& kind,
                              int sizes, OwnedPlane* out) {
@@ -88,7 +89,9 @@ bool FineFinish::FinishPlane(PlaneView reference, PlaneView merge, PlaneView wei
       padded_reference.View(), padded_merge.View(), padded_weights.View(), frames_,
       kSpectralBorder,         kSpectralBorder,     kind.return_above,     kind.keep_above};
   const NoiseSpectrum spectrum = MeasureSpectrum(job.reference, job.merge, job.weights, frames_, memory_);
-  if (!spectrum.known) return false;
+  const float* levels = spectrum.level_variance;
+  const bool faint = *std::max_element(levels, levels + NoiseSpectrum::kLevels) < kind.faint;
+  if (!spectrum.known || (sizes < kind.sizes && faint)) return false;
   out->Resize(merge.width, merge.height);
   FinishBySpectra(job, spectrum, out->View(), memory_);
   return true;
