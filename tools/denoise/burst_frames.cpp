@@ -15,8 +15,8 @@ namespace {
 
 constexpr int kSmallestSide = 16;  // that the library takes
 
-std::string SizeText(const YuvPicture& p) {
-  return std::to_string(p.width) + " x " + std::to_string(p.height);
+std::string SizeText(const AnyPicture& p) {
+  return std::to_string(WidthOf(p)) + " x " + std::to_string(HeightOf(p));
 }
 
 bool IsFolder(const std::string& path) {
@@ -46,8 +46,8 @@ std::vector<std::string> Chosen(const std::vector<std::string>& all, const Burst
   return {all.begin() + static_cast<ptrdiff_t>(first), all.begin() + static_cast<ptrdiff_t>(first + count)};
 }
 
-[[noreturn]] void FailSize(const std::string& what, const YuvPicture& a, const std::string& other,
-                           const YuvPicture& b) {
+[[noreturn]] void FailSize(const std::string& what, const AnyPicture& a, const std::string& other,
+                           const AnyPicture& b) {
   FailUsage(what + " is " + SizeText(a) + ", but " + other + " is " + SizeText(b) +
             "; crop or scale the frames so that all have one size");
 }
@@ -63,15 +63,21 @@ class Collector {
       metadata.orientation = *frame.orientation;
     if (frame.bits > 8) deep_ = std::max(deep_, frame.bits);
     const bool first = burst.frames.empty();
-    if (std::min(frame.picture.width, frame.picture.height) < kSmallestSide)
-      FailUsage(file + ": is " + SizeText(frame.picture) + "; a frame's sides are 16 or more");
+    AnyPicture picture;
+    if (frame.rgb) {
+      picture = std::move(*frame.rgb);
+    } else {
+      picture = std::move(frame.picture);
+    }
+    if (std::min(WidthOf(picture), HeightOf(picture)) < kSmallestSide)
+      FailUsage(file + ": is " + SizeText(picture) + "; a frame's sides are 16 or more");
     burst.shots.push_back(FactsOf(metadata));
     if (!burst.shots.back().iso) burst.shots.back().iso = frame.iso;
     if (first) {
       burst.iso = burst.shots[0].iso;
       burst.iso_source = "exif";
     } else {
-      Compare(file, metadata, frame.picture);
+      Compare(file, metadata, picture);
     }
     burst.metadata.push_back(std::move(metadata));
     if (burst.files.empty() || burst.files.back() != file) {
@@ -80,29 +86,29 @@ class Collector {
       if (!fault.empty()) Note(file + ": its metadata can't be read and is left out: " + fault);
     }
     burst.frame_files.push_back(file);
-    burst.frames.push_back(source_.upright ? Turned(frame.picture, burst.metadata.front().orientation)
-                                           : std::move(frame.picture));
+    burst.frames.push_back(source_.upright ? Turned(picture, burst.metadata.front().orientation)
+                                           : std::move(picture));
   }
 
   void Finish() {
     if (deep_ > 8) Note(std::to_string(deep_) + " bits a sample are rounded to 8");
     if (!source_.upright) return;
-    const YuvPicture& first = burst_->frames.front();
+    const AnyPicture& first = burst_->frames.front();
     for (Metadata& each : burst_->metadata) {
-      if (each.orientation != kUpright) each = UprightMetadata(each, first.width, first.height);
+      if (each.orientation != kUpright) each = UprightMetadata(each, WidthOf(first), HeightOf(first));
     }
   }
 
  private:
   void Note(const std::string& line) { burst_->notes.push_back(line); }
 
-  void Compare(const std::string& file, const Metadata& metadata, const YuvPicture& picture) {
-    const YuvPicture& first = burst_->frames.front();
+  void Compare(const std::string& file, const Metadata& metadata, const AnyPicture& picture) {
+    const AnyPicture& first = burst_->frames.front();
     const std::string& name = burst_->files.front();
     const Metadata& told = burst_->metadata.front();
     const bool turned = source_.upright && ExchangesSides(told.orientation);
-    if (picture.width != (turned ? first.height : first.width) ||
-        picture.height != (turned ? first.width : first.height)) {
+    if (WidthOf(picture) != (turned ? HeightOf(first) : WidthOf(first)) ||
+        HeightOf(picture) != (turned ? WidthOf(first) : HeightOf(first))) {
       FailSize(file == name ? file + ": a later frame" : file, picture, file == name ? "the first" : name,
                first);
     }
@@ -121,6 +127,10 @@ class Collector {
   int deep_ = 8;
 };
 
+std::optional<MediaFrame> NextOf(MediaReader* reader, const BurstSource& source) {
+  return source.keep_rgb ? reader->NextAsItIs() : reader->Next();
+}
+
 // The first frame of each file.
 BurstFrames OfFiles(const std::vector<std::string>& files, const BurstSource& source) {
   BurstFrames burst;
@@ -128,7 +138,7 @@ BurstFrames OfFiles(const std::vector<std::string>& files, const BurstSource& so
   ReadOptions options = source.read;
   for (const std::string& file : files) {
     MediaReader reader(file, options);
-    auto frame = reader.Next();
+    auto frame = NextOf(&reader, source);
     if (!frame) FailFile(file + ": holds no picture");
     // Raw frames of a burst are developed alike, though a camera may have told another white balance for
     // each.
@@ -161,7 +171,7 @@ BurstFrames OfVideo(const std::string& path, const std::string& name, const Burs
   const Metadata metadata = ReadMetadataOf(path);
   MediaReader reader(path, source.read);
   for (int i = 0; i < source.start + wanted; ++i) {
-    auto frame = reader.Next();
+    auto frame = NextOf(&reader, source);
     if (!frame) break;
     if (i >= source.start) collector.Take(name, metadata, std::move(*frame));
   }

@@ -21,11 +21,12 @@ struct BurstSource {
   std::string size = {};  // WxH of raw frames
   InputOrder order = InputOrder::kGiven;
   ReadOptions read = {};
-  bool upright = false;  // turn the frames as their tags say
+  bool upright = false;   // turn the frames as their tags say
+  bool keep_rgb = false;  // else frames that are no 4:2:0 become it
 };
 
 struct BurstFrames {
-  std::vector<YuvPicture> frames;        // 1 to kMostFrames, all of one size
+  std::vector<AnyPicture> frames;        // 1 to kMostFrames, all of one size
   std::vector<std::string> frame_files;  // the file of each
   std::optional<int> iso;                // as the folder or the first frame's EXIF tells
   std::string iso_source;                // "burst.json" or "exif"

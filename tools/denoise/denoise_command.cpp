@@ -10,6 +10,7 @@
 #include "denoise/denoise_options.h"
 #include "denoise/denoise_run.h"
 #include "denoise/denoise_summary.h"
+#include "denoise/layer_pictures.h"
 #include "denoise/output_file.h"
 #include "media/media_write.h"
 
@@ -74,7 +75,8 @@ void TellRefusal(const LibraryRefused& refusal, std::ostream& out) {
 
 void Run(const Options& options, std::ostream& out, std::ostream& err) {
   CheckOutputs(options);
-  const PreparedBurst burst = PrepareBurst(options.denoise);
+  const bool rgb = HoldsRgb(OutputFormat(options.output.path, options.output.format));
+  const PreparedBurst burst = PrepareBurst(options.denoise, rgb);
   TellNotes(options.denoise, burst, err);
   CheckNoInput(options.output, burst.files);
   std::function<void(int, const FrameMaps&)> on_maps;
@@ -86,9 +88,9 @@ void Run(const Options& options, std::ostream& out, std::ostream& err) {
   // A picture on standard output has it for itself.
   std::ostream& words = options.output.path == "-" ? err : out;
   try {
-    DenoiseResult result = DenoiseBurst(burst.frames, burst.settings, on_maps);
-    result.picture.grey =
-        std::all_of(burst.frames.begin(), burst.frames.end(), [](const auto& f) { return f.grey; });
+    DenoiseResult result = DenoiseBurst(ViewsOf(burst.frames), burst.settings, on_maps);
+    if (auto* yuv = std::get_if<YuvPicture>(&result.picture))
+      yuv->grey = std::all_of(burst.frames.begin(), burst.frames.end(), IsGrey);
     const Metadata& reference = burst.metadata[static_cast<size_t>(result.report.reference)];
     WriteResult(options.output, result.picture, reference, burst.shots, out,
                 options.denoise.quiet ? nullptr : &err);

@@ -1,6 +1,7 @@
 #include "denoise/denoise_options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <map>
 #include <utility>
@@ -80,7 +81,7 @@ void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options) {
   AddReadingOptions(command, options);
 }
 
-PreparedBurst PrepareBurst(const DenoiseOptions& options) {
+PreparedBurst PrepareBurst(const DenoiseOptions& options, bool rgb) {
   PreparedBurst prepared;
   DenoiseSettings& settings = prepared.settings;
   settings = options.settings;
@@ -90,7 +91,10 @@ PreparedBurst PrepareBurst(const DenoiseOptions& options) {
     settings.memory_limit = ParseBytes(options.memory_limit, "--memory-limit");
   BurstSource source = options.source;
   source.read.most_pixels = options.megapixels * kMegapixel;
+  // Only fine mode has chroma of full size.
+  source.keep_rgb = rgb && settings.mode == ZOLT_BURST_FINE;
   BurstFrames burst = LoadBurst(source);
+  settings.rgb_result = std::any_of(burst.frames.begin(), burst.frames.end(), IsRgb);
   const int count = static_cast<int>(burst.frames.size());
   if (settings.reference >= count) {
     FailUsage("--reference " + options.reference + ": there are " + std::to_string(count) +

@@ -33,7 +33,7 @@ struct DenoiseOptions {
 void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options);
 
 struct PreparedBurst {
-  std::vector<YuvPicture> frames;
+  std::vector<AnyPicture> frames;
   std::vector<std::string> frame_files;  // the file of each
   DenoiseSettings settings;              // nothing left open
   std::optional<int> told_iso;           // for information: the measured noise decides
@@ -51,7 +51,8 @@ int ParseNumberOrAuto(const std::string& text, const std::string& option, int au
 void TellNotes(const DenoiseOptions& options, const PreparedBurst& burst, std::ostream& err);
 
 /// Loads the burst and settles what the options left open. ToolError as LoadBurst, and (usage) for options
-/// that make no sense.
-PreparedBurst PrepareBurst(const DenoiseOptions& options);
+/// that make no sense. `rgb`: the result goes where chroma of full size is kept, so frames that have it keep
+/// it as far as the mode works with it.
+PreparedBurst PrepareBurst(const DenoiseOptions& options, bool rgb);
 
 }  // namespace zolt

@@ -22,7 +22,7 @@ double Milliseconds(int64_t microseconds) {
 // Listens to the engine while it lives.
 class Listener {
  public:
-  Listener(const YuvPicture& frame, const OnMaps& on_maps, DenoiseResult* result)
+  Listener(const zolt_burst_picture& frame, const OnMaps& on_maps, DenoiseResult* result)
       : work_(MakeWorkGeometry(frame.width, frame.height)), on_maps_(on_maps), result_(result) {
     spent_.resize(result->frames.size());
     SetFrameObserver(&Hear, this);
@@ -123,11 +123,13 @@ LibraryRefused::LibraryRefused(int32_t result, const std::string& where)
                                   zolt_burst_error_text(result)),
       result_(result) {}
 
-DenoiseResult DenoiseBurst(const std::vector<YuvPicture>& frames, const DenoiseSettings& settings,
+DenoiseResult DenoiseBurst(const std::vector<zolt_burst_picture>& frames, const DenoiseSettings& settings,
                            const OnMaps& on_maps) {
   zolt_burst_options options = OptionsOf(settings);
   DenoiseResult result;
-  result.picture = YuvPicture(frames.front().width, frames.front().height);
+  const int width = frames.front().width, height = frames.front().height;
+  result.picture = YuvPicture(width, height);
+  if (settings.rgb_result) result.picture = RgbPicture(width, height);
   result.frames.resize(frames.size());
   zolt_burst_report_init(&result.report);
   std::vector<zolt_burst_frame_report> told(frames.size());
@@ -139,16 +141,14 @@ DenoiseResult DenoiseBurst(const std::vector<YuvPicture>& frames, const DenoiseS
   Watch watch = {&bar, &listener};
   options.progress = &Watch::Hear;
   options.progress_user = &watch;
-  const std::vector<zolt_burst_picture> views = ViewsOf(frames);
-  const zolt_burst_picture output = ViewOf(result.picture);
-  const int32_t code = zolt_burst_denoise(views.data(), static_cast<int32_t>(views.size()), &options, &output,
-                                          &result.report, told.data());
+  const zolt_burst_picture output = std::visit([](const auto& p) { return ViewOf(p); }, result.picture);
+  const int32_t code = zolt_burst_denoise(frames.data(), static_cast<int32_t>(frames.size()), &options,
+                                          &output, &result.report, told.data());
   listener.RethrowFailure();
   if (code == ZOLT_BURST_CANCELLED) throw ToolError(kExitStopped, "stopped");
   if (code != ZOLT_BURST_OK) {
-    throw LibraryRefused(code, std::to_string(frames.size()) + " frames of " +
-                                   std::to_string(result.picture.width) + " x " +
-                                   std::to_string(result.picture.height));
+    throw LibraryRefused(code, std::to_string(frames.size()) + " frames of " + std::to_string(width) + " x " +
+                                   std::to_string(height));
   }
   for (size_t i = 0; i < told.size(); ++i) result.frames[i].told = told[i];
   listener.MendTimes();

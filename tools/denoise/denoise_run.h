@@ -19,6 +19,7 @@ struct DenoiseSettings {
   int mode = ZOLT_BURST_FINE;
   bool keep_all = false;
   uint64_t memory_limit = 0;  // bytes; 0: none
+  bool rgb_result = false;    // else 4:2:0
 };
 
 /// What became of one frame. The stages' part is of a frame that reached the engine as one to merge or fuse.
@@ -39,7 +40,7 @@ struct FrameMaps {
 };
 
 struct DenoiseResult {
-  YuvPicture picture;
+  AnyPicture picture;
   zolt_burst_report report = {};
   std::vector<FrameReport> frames;
   double finish_ms = 0;  // filter or fusion
@@ -55,10 +56,11 @@ class LibraryRefused : public ToolError {
   int32_t result_;
 };
 
-/// Takes a burst of pictures of one size through zolt_burst_denoise and shows how far it is. `on_maps`, if
-/// given, gets the maps of each frame that is merged or fused, in their order. LibraryRefused; ToolError from
-/// `on_maps` itself, (file) for a tuning that isn't there, (stopped) after Ctrl-C.
-DenoiseResult DenoiseBurst(const std::vector<YuvPicture>& frames, const DenoiseSettings& settings,
+/// Takes a burst of pictures of one size, as ViewsOf shows them, through zolt_burst_denoise and shows how far
+/// it is. `on_maps`, if given, gets the maps of each frame that is merged or fused, in their order.
+/// LibraryRefused; ToolError from `on_maps` itself, (file) for a tuning that isn't there, (stopped) after
+/// Ctrl-C.
+DenoiseResult DenoiseBurst(const std::vector<zolt_burst_picture>& frames, const DenoiseSettings& settings,
                            const std::function<void(int frame, const FrameMaps&)>& on_maps = nullptr);
 
 }  // namespace zolt

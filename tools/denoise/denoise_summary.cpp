@@ -63,9 +63,9 @@ std::string NoiseText(const PreparedBurst& burst, const zolt_burst_report& repor
 std::string SummaryText(const std::string& output, const PreparedBurst& burst, const DenoiseResult& result) {
   const zolt_burst_report& report = result.report;
   std::ostringstream text;
-  text << output << ": " << result.picture.width << " x " << result.picture.height << ", " << report.merged
-       << " of " << report.frames << (report.frames == 1 ? " frame" : " frames") << ", reference "
-       << FrameName(burst, static_cast<size_t>(report.reference))
+  text << output << ": " << WidthOf(result.picture) << " x " << HeightOf(result.picture) << ", "
+       << report.merged << " of " << report.frames << (report.frames == 1 ? " frame" : " frames")
+       << ", reference " << FrameName(burst, static_cast<size_t>(report.reference))
        << (report.fused != 0 ? ", the last one fused in" : "") << ", "
        << (report.mode == ZOLT_BURST_FINE ? "fine" : "fast") << WhyFast(burst, report) << ", "
        << std::lround(report.milliseconds) << " ms\nnoise: " << NoiseText(burst, report);
@@ -86,8 +86,8 @@ nlohmann::ordered_json SummaryJson(const std::string& output, const PreparedBurs
   nlohmann::ordered_json j = {
       {"output", output},
       {"result", 0},
-      {"width", result.picture.width},
-      {"height", result.picture.height},
+      {"width", WidthOf(result.picture)},
+      {"height", HeightOf(result.picture)},
       {"mode", r.mode == ZOLT_BURST_FINE ? "fine" : "fast"},
       {"fell_back", r.fell_back != 0},
       {"given", r.frames},

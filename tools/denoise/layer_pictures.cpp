@@ -20,6 +20,18 @@ zolt_burst_picture ViewOf(const YuvPicture& p) {
   return zolt_burst_yuv420(p.y.data(), p.u.data(), p.v.data(), p.width, p.height, 0, 0, 1);
 }
 
+zolt_burst_picture ViewOf(const RgbPicture& p) {
+  return zolt_burst_rgb(p.rgb.data(), p.width, p.height, 0, "RGB");
+}
+
+std::vector<zolt_burst_picture> ViewsOf(const std::vector<AnyPicture>& pictures) {
+  std::vector<zolt_burst_picture> views;
+  views.reserve(pictures.size());
+  for (const AnyPicture& picture : pictures)
+    views.push_back(std::visit([](const auto& p) { return ViewOf(p); }, picture));
+  return views;
+}
+
 std::vector<zolt_burst_picture> ViewsOf(const std::vector<YuvPicture>& pictures) {
   std::vector<zolt_burst_picture> views;
   views.reserve(pictures.size());

@@ -13,7 +13,9 @@ struct YuvImage;
 
 /// A picture as the layer takes it, to read or to write into; valid as long as the picture.
 zolt_burst_picture ViewOf(const YuvPicture& picture);
+zolt_burst_picture ViewOf(const RgbPicture& picture);
 std::vector<zolt_burst_picture> ViewsOf(const std::vector<YuvPicture>& pictures);
+std::vector<zolt_burst_picture> ViewsOf(const std::vector<AnyPicture>& pictures);
 
 /// The part of a frame that the layer works on which shows the picture.
 YuvPicture PictureInside(const YuvImage& frame, const WorkGeometry& work);

@@ -7,6 +7,7 @@
 
 #include "common/errors.h"
 #include "common/file_io.h"
+#include "media/colour.h"
 #include "media/jpeg_file.h"
 
 namespace zolt {
@@ -28,11 +29,11 @@ void CheckNoInput(const OutputOptions& options, const std::vector<std::string>& 
   }
 }
 
-void WriteResult(const OutputOptions& options, const YuvPicture& picture, const Metadata& reference,
+void WriteResult(const OutputOptions& options, const AnyPicture& picture, const Metadata& reference,
                  const std::vector<ShotFacts>& shots, std::ostream& out, std::ostream* remarks) {
   PictureFile file{options.format, options.quality, {}};
-  ResultFacts facts{picture.width, picture.height, shots, {}};
-  if (!options.metadata.strip) facts.thumbnail = ThumbnailJpeg(picture);
+  ResultFacts facts{WidthOf(picture), HeightOf(picture), shots, {}};
+  if (!options.metadata.strip) facts.thumbnail = ThumbnailJpeg(YuvOf(picture));
   file.metadata = MetadataOfResult(reference, facts, options.metadata);
   std::vector<std::string> left_out;
   const std::vector<uint8_t> bytes = PictureBytes(options.path, picture, file, &left_out);

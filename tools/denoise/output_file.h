@@ -33,7 +33,7 @@ void CheckNoInput(const OutputOptions& options, const std::vector<std::string>& 
 
 /// Writes the result with what the reference frame carried. A path "-" goes to `out`. Remarks go to
 /// `remarks`, unless null.
-void WriteResult(const OutputOptions& options, const YuvPicture& picture, const Metadata& reference,
+void WriteResult(const OutputOptions& options, const AnyPicture& picture, const Metadata& reference,
                  const std::vector<ShotFacts>& shots, std::ostream& out, std::ostream* remarks);
 
 }  // namespace zolt

@@ -46,6 +46,11 @@ YuvPicture YuvFromRgb(const RgbPicture& rgb) {
   return out;
 }
 
+YuvPicture YuvOf(const AnyPicture& picture) {
+  const auto* rgb = std::get_if<RgbPicture>(&picture);
+  return rgb ? YuvFromRgb(*rgb) : std::get<YuvPicture>(picture);
+}
+
 RgbPicture RgbFromYuv(const YuvPicture& yuv) {
   RgbPicture out(yuv.width, yuv.height);
   const int cw = yuv.ChromaWidth();

@@ -226,9 +226,15 @@ YuvPicture PlanesOf(const AVFrame& frame) {
   return out;
 }
 
-// What goes through RGB: RGB itself, and the matrices that FFmpeg only changes on that road.
+bool IsHalfChroma(const AVFrame& frame) {
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(PlainFormat(frame.format));
+  return d && d->log2_chroma_w > 0 && d->log2_chroma_h > 0;
+}
+
+// What goes through RGB: RGB itself, finer chroma than 4:2:0, and the matrices that FFmpeg only changes on
+// that road.
 bool HoldsRgb(const AVFrame& frame) {
-  return IsRgbLike(PlainFormat(frame.format)) || MatrixOf(frame) != SWS_CS_ITU601;
+  return !IsHalfChroma(frame) || MatrixOf(frame) != SWS_CS_ITU601;
 }
 
 YuvPicture YuvOf(const AVFrame& frame) {
@@ -285,6 +291,7 @@ class FfmpegSource : public FrameSource {
       out.yuv = GreyOf(*frame);
     } else if (HoldsRgb(*frame)) {
       out.rgb = RgbOf(*frame);
+      out.half_chroma = IsHalfChroma(*frame);
     } else {
       out.yuv = YuvOf(*frame);
     }

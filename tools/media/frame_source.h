@@ -26,6 +26,7 @@ struct ReadOptions {
 struct SourceFrame {
   std::optional<YuvPicture> yuv = {};
   std::optional<RgbPicture> rgb = {};
+  bool half_chroma = false;             // `rgb` was made of 4:2:0 that is of another matrix, range or depth
   int bits = 8;                         // in the file
   std::optional<int> iso = {};          // as the decoder tells it
   std::optional<int> orientation = {};  // as the container tells it; tags that tell otherwise are wrong

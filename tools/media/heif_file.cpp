@@ -96,6 +96,7 @@ class HeifSource : public FrameSource {
       frame.yuv = Planes(image.get());
     } else {
       frame.rgb = Rgb(raw, frame.bits);
+      frame.half_chroma = true;  // what phones write; the library doesn't tell before its version 1.17
     }
     return frame;
   }

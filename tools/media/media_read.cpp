@@ -44,10 +44,26 @@ MediaReader::MediaReader(const std::string& path, const ReadOptions& options)
     : source_(Open(path, options)) {}
 
 std::optional<MediaFrame> MediaReader::Next() {
+  auto frame = NextAsItIs();
+  if (!frame || !frame->rgb) return frame;
+  frame->picture = YuvFromRgb(*frame->rgb);
+  frame->rgb.reset();
+  return frame;
+}
+
+std::optional<MediaFrame> MediaReader::NextAsItIs() {
   auto frame = source_->Next();
   if (!frame) return std::nullopt;
-  return MediaFrame{frame->yuv ? std::move(*frame->yuv) : YuvFromRgb(*frame->rgb), frame->iso, frame->bits,
-                    frame->orientation, frame->white_balance};
+  if (frame->half_chroma) {
+    frame->yuv = YuvFromRgb(*frame->rgb);
+    frame->rgb.reset();
+  }
+  return MediaFrame{frame->yuv ? std::move(*frame->yuv) : YuvPicture(),
+                    frame->iso,
+                    frame->bits,
+                    frame->orientation,
+                    frame->white_balance,
+                    std::move(frame->rgb)};
 }
 
 std::optional<RgbPicture> MediaReader::NextRgb() {

@@ -11,11 +11,12 @@ namespace zolt {
 
 /// A decoded frame and what its decoder knows of it.
 struct MediaFrame {
-  YuvPicture picture;
+  YuvPicture picture;  // empty if `rgb` is there
   std::optional<int> iso;
   int bits = 8;                    // of a sample in the file; deeper ones were rounded to 8
   std::optional<int> orientation;  // as the container tells it, which overrules tags
   std::optional<WhiteBalance> white_balance;
+  std::optional<RgbPicture> rgb = {};  // only from NextAsItIs
 };
 
 /// Reads the frames of one file in order: an image (JPEG, PNG, APNG, TIFF, BMP, PPM, PGM, WebP, HEIC, AVIF),
@@ -29,6 +30,9 @@ class MediaReader {
 
   /// The next frame; none at the end. ToolError (file) for damaged data.
   std::optional<MediaFrame> Next();
+
+  /// The same, but what the file holds as RGB, or with finer chroma, stays RGB.
+  std::optional<MediaFrame> NextAsItIs();
 
   /// The same as RGB; what the file holds as RGB does not go through 4:2:0.
   std::optional<RgbPicture> NextRgb();

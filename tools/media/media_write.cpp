@@ -58,13 +58,15 @@ std::vector<uint8_t> Encoded(const AVFrame& frame, AVCodecID id, const std::stri
 }
 
 // PNG and TIFF: RGB, or grey alone.
-std::vector<uint8_t> RgbBytes(const YuvPicture& picture, AVCodecID id, const std::string& path) {
-  const FrameHandle frame =
-      EmptyFrame(picture.width, picture.height, picture.grey ? AV_PIX_FMT_GRAY8 : AV_PIX_FMT_RGB24);
-  if (picture.grey) {
-    FillPlane(*frame, 0, picture.y, picture.width, picture.height);
+std::vector<uint8_t> RgbBytes(const AnyPicture& picture, AVCodecID id, const std::string& path) {
+  const int width = WidthOf(picture), height = HeightOf(picture);
+  const FrameHandle frame = EmptyFrame(width, height, IsGrey(picture) ? AV_PIX_FMT_GRAY8 : AV_PIX_FMT_RGB24);
+  if (const auto* rgb = std::get_if<RgbPicture>(&picture)) {
+    FillPlane(*frame, 0, rgb->rgb, 3 * width, height);
+  } else if (const auto& yuv = std::get<YuvPicture>(picture); yuv.grey) {
+    FillPlane(*frame, 0, yuv.y, width, height);
   } else {
-    FillPlane(*frame, 0, RgbFromYuv(picture).rgb, 3 * picture.width, picture.height);
+    FillPlane(*frame, 0, RgbFromYuv(yuv).rgb, 3 * width, height);
   }
   return Encoded(*frame, id, path);
 }
@@ -118,29 +120,35 @@ std::string OutputFormat(const std::string& path, const std::string& told) {
             (path == "-" && told.empty() ? " by --output-format" : ""));
 }
 
+bool HoldsRgb(const std::string& format) {
+  return format == "png" || format == "tif";
+}
+
 std::vector<uint8_t> EncodedPicture(const std::string& format, const YuvPicture& picture) {
   return format == "png" ? RgbBytes(picture, AV_CODEC_ID_PNG, format)
                          : JpegBytes(picture, kDefaultQuality, format);
 }
 
-std::vector<uint8_t> PictureBytes(const std::string& path, const YuvPicture& picture, const PictureFile& file,
+std::vector<uint8_t> PictureBytes(const std::string& path, const AnyPicture& picture, const PictureFile& file,
                                   std::vector<std::string>* left_out) {
   const std::string format = OutputFormat(path, file.format);
   const int orientation = file.metadata.orientation;
   if (orientation != kUpright && !KeepsOrientation(format, file.metadata)) {
-    const YuvPicture upright = Turned(picture, orientation);
+    const AnyPicture upright = Turned(picture, orientation);
     PictureFile rest = file;
-    rest.metadata = UprightMetadata(file.metadata, upright.width, upright.height);
+    rest.metadata = UprightMetadata(file.metadata, WidthOf(upright), HeightOf(upright));
     return PictureBytes(path, upright, rest, left_out);
   }
-  if (IsHeif(format) && !file.metadata.iptc.empty())
-    left_out->push_back("IPTC left out: HEIF has no place for it");
-  if (IsHeif(format)) return HeifBytes(picture, file.metadata, format, file.quality, path);
   if (format == "png") return WithMetadata(RgbBytes(picture, AV_CODEC_ID_PNG, path), file.metadata, left_out);
   if (format == "tif")
     return WithMetadata(RgbBytes(picture, AV_CODEC_ID_TIFF, path), file.metadata, left_out);
-  if (format == "jpg") return WithMetadata(JpegBytes(picture, file.quality, path), file.metadata, left_out);
-  return FrameBytes(picture, format, path);
+  if (IsRgb(picture)) return PictureBytes(path, YuvOf(picture), file, left_out);
+  const auto& yuv = std::get<YuvPicture>(picture);
+  if (IsHeif(format) && !file.metadata.iptc.empty())
+    left_out->push_back("IPTC left out: HEIF has no place for it");
+  if (IsHeif(format)) return HeifBytes(yuv, file.metadata, format, file.quality, path);
+  if (format == "jpg") return WithMetadata(JpegBytes(yuv, file.quality, path), file.metadata, left_out);
+  return FrameBytes(yuv, format, path);
 }
 
 void WritePicture(const std::string& path, const YuvPicture& picture) {

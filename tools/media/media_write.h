@@ -22,6 +22,9 @@ struct PictureFile {
 /// y4m, i420, nv12 or nv21. ToolError (usage) for any other, listing these.
 std::string OutputFormat(const std::string& path, const std::string& told);
 
+/// Whether the format that OutputFormat tells keeps RGB; the others hold 4:2:0.
+bool HoldsRgb(const std::string& format);
+
 /// The bytes of a "png" or "jpeg" file. ToolError (file) if it can't be encoded.
 std::vector<uint8_t> EncodedPicture(const std::string& format, const YuvPicture& picture);
 
@@ -29,7 +32,7 @@ std::vector<uint8_t> EncodedPicture(const std::string& format, const YuvPicture&
 /// PNG, whose tag few viewers heed, and a picture without tags are turned upright. What the format could not
 /// take is told in `left_out`. ToolError (usage) for an odd size in a raw format, ToolError (file) if it
 /// can't be encoded.
-std::vector<uint8_t> PictureBytes(const std::string& path, const YuvPicture& picture, const PictureFile& file,
+std::vector<uint8_t> PictureBytes(const std::string& path, const AnyPicture& picture, const PictureFile& file,
                                   std::vector<std::string>* left_out);
 
 /// Writes a picture, whole or not at all, in the format that the extension names: PNG (through RgbFromYuv),

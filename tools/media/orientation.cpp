@@ -80,4 +80,8 @@ RgbPicture Turned(const RgbPicture& picture, int orientation) {
   return out;
 }
 
+AnyPicture Turned(const AnyPicture& picture, int orientation) {
+  return std::visit([&](const auto& p) { return AnyPicture(Turned(p, orientation)); }, picture);
+}
+
 }  // namespace zolt

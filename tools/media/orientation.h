@@ -22,5 +22,6 @@ constexpr bool ExchangesSides(int orientation) {
 /// change partners, colour goes by way of RGB.
 YuvPicture Turned(const YuvPicture& picture, int orientation);
 RgbPicture Turned(const RgbPicture& picture, int orientation);
+AnyPicture Turned(const AnyPicture& picture, int orientation);
 
 }  // namespace zolt

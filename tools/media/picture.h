@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <variant>
 #include <vector>
 
 namespace zolt {
@@ -32,5 +33,22 @@ struct RgbPicture {
   RgbPicture() = default;
   RgbPicture(int w, int h) : width(w), height(h), rgb(size_t(w) * h * 3) {}
 };
+
+/// As its file has it: samples of 4:2:0, or RGB, whose chroma is of full size.
+using AnyPicture = std::variant<YuvPicture, RgbPicture>;
+
+inline int WidthOf(const AnyPicture& picture) {
+  return std::visit([](const auto& p) { return p.width; }, picture);
+}
+inline int HeightOf(const AnyPicture& picture) {
+  return std::visit([](const auto& p) { return p.height; }, picture);
+}
+inline bool IsRgb(const AnyPicture& picture) {
+  return std::holds_alternative<RgbPicture>(picture);
+}
+inline bool IsGrey(const AnyPicture& picture) {
+  const auto* yuv = std::get_if<YuvPicture>(&picture);
+  return yuv && yuv->grey;
+}
 
 }  // namespace zolt

@@ -45,8 +45,8 @@ class WebpFrames : public FrameSource {
     for (size_t at = 0; at < canvas_.rgb.size(); at += 3, from += 4) {
       for (int c = 0; c < 3; ++c) canvas_.rgb[at + c] = from[c];
     }
-    SourceFrame frame;
-    frame.rgb = canvas_;
+    std::optional<SourceFrame> frame(std::in_place);
+    frame->rgb.emplace(canvas_);
     return frame;
   }
 

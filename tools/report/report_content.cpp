@@ -10,6 +10,8 @@
 #include "compare/quality.h"
 #include "config/config_keys.h"
 #include "denoise/denoise_summary.h"
+#include "denoise/layer_pictures.h"
+#include "media/colour.h"
 #include "media/media_read.h"
 #include "report/report_pictures.h"
 #include "simulate/burst_folder.h"
@@ -29,8 +31,12 @@ std::string Short(double v, int digits = 1) {
   return text.str();
 }
 
+std::string SizeText(int width, int height) {
+  return std::to_string(width) + " \u00d7 " + std::to_string(height);
+}
+
 std::string SizeText(const YuvPicture& p) {
-  return std::to_string(p.width) + " \u00d7 " + std::to_string(p.height);
+  return SizeText(p.width, p.height);
 }
 
 // Gathers the maps of each frame while the burst runs; full-size ones of ten frames would fill the memory.
@@ -159,7 +165,8 @@ PageRows SettingsRows(const ReportSettings& settings, const PreparedBurst& burst
   for (const std::string& input : settings.denoise.source.inputs)
     inputs += (inputs.empty() ? "" : ", ") + input;
   PageRows rows = {{"Burst", inputs},
-                   {"Frames", std::to_string(burst.frames.size()) + " of " + SizeText(burst.frames.front())},
+                   {"Frames", std::to_string(burst.frames.size()) + " of " +
+                                  SizeText(WidthOf(burst.frames.front()), HeightOf(burst.frames.front()))},
                    {"Mode", denoise.mode == ZOLT_BURST_FINE ? "fine" : "fast"},
                    {"ISO", settings.denoise.iso},
                    {"Reference", settings.denoise.reference},
@@ -234,7 +241,7 @@ void AddFacts(ReportPage* page, const PreparedBurst& burst, const DenoiseResult&
   const bool all = report.merged == report.frames;
   page->facts = {{all ? "frames" : "frames merged",
                   std::to_string(report.merged) + (all ? "" : " of " + std::to_string(report.frames))},
-                 {"size", SizeText(result.picture)},
+                 {"size", SizeText(WidthOf(result.picture), HeightOf(result.picture))},
                  {burst.settings.iso > 0 ? "ISO, as named" : "ISO that the noise amounts to",
                   std::to_string(report.iso)}};
   if (report.noise_measured != 0) {
@@ -252,9 +259,9 @@ void AddFacts(ReportPage* page, const PreparedBurst& burst, const DenoiseResult&
 }  // namespace
 
 ReportPage MakeReport(const ReportSettings& settings) {
-  const PreparedBurst burst = PrepareBurst(settings.denoise);
+  const PreparedBurst burst = PrepareBurst(settings.denoise, true);
   const std::optional<BurstInfo> info = InfoOf(settings.denoise.source);
-  const YuvPicture& first = burst.frames.front();  // of the size of all
+  const YuvPicture first = YuvOf(burst.frames.front());  // of the size of all
   const int side = std::min({kCropSide, first.width & ~1, first.height & ~1});
   for (const auto& [x, y] : settings.crops) {
     if (x < 0 || y < 0 || x >= first.width || y >= first.height)
@@ -263,9 +270,10 @@ ReportPage MakeReport(const ReportSettings& settings) {
   }
   const Truth truths = FindTruth(settings, info, first);
   MapGallery maps(first, burst.frames.size());
-  const DenoiseResult result = DenoiseBurst(burst.frames, burst.settings,
+  const DenoiseResult result = DenoiseBurst(ViewsOf(burst.frames), burst.settings,
                                             [&](int frame, const FrameMaps& seen) { maps.Add(frame, seen); });
-  const YuvPicture& before = burst.frames[static_cast<size_t>(result.report.reference)];
+  const YuvPicture before = YuvOf(burst.frames[static_cast<size_t>(result.report.reference)]);
+  const YuvPicture after = YuvOf(result.picture);
   // The truth shows the first frame's moment and framing; a fused result has the last frame's exposure.
   std::optional<YuvPicture> truth = result.report.fused != 0 ? truths.last : truths.first;
   if (result.report.reference != 0 && settings.truth.empty()) truth.reset();
@@ -276,11 +284,11 @@ ReportPage MakeReport(const ReportSettings& settings) {
   page.subtitle = "Burst denoising report of zolt-burst";
   if (truths.first && truth) {
     page.first_frame = CompareQuality(before, *truths.first);
-    page.result = CompareQuality(result.picture, *truth);
+    page.result = CompareQuality(after, *truth);
   }
   AddFacts(&page, burst, result);
-  AddPictures(&page, before, result.picture, truth, settings.width);
-  AddCrops(&page, Places(settings, result.picture, maps.motion(), side), side, before, result.picture, truth);
+  AddPictures(&page, before, after, truth, settings.width);
+  AddCrops(&page, Places(settings, after, maps.motion(), side), side, before, after, truth);
   page.maps = maps.images();
   for (size_t i = 0; i < result.frames.size(); ++i)
     page.frames.push_back(FrameRow(burst.frame_files[i], result.frames[i].told));

@@ -10,6 +10,8 @@
 #include "common/parallel.h"
 #include "common/progress.h"
 #include "denoise/denoise_options.h"
+#include "denoise/layer_pictures.h"
+#include "media/colour.h"
 #include "tune/tune_burst.h"
 #include "tune/tune_file.h"
 #include "tune/tune_score.h"
@@ -56,7 +58,8 @@ std::vector<Stage> StagesOf(const TuneBurst& burst, const TuneScore& score, cons
     settings.config_folder = options.config_folder;
     settings.iso = score.iso;
     settings.reference = 0;
-    stages.push_back({"fine", judge.Judge(DenoiseBurst(burst.frames, settings).picture, true)});
+    stages.push_back(
+        {"fine", judge.Judge(YuvOf(DenoiseBurst(ViewsOf(burst.frames), settings).picture), true)});
   }
   return stages;
 }

@@ -98,7 +98,7 @@ TuneBurst LoadTuneBurst(const std::string& folder, const TuneBurstNeeds& needs) 
   burst.iso = burst.told_iso > 0 ? burst.told_iso : needs.iso;
   if (burst.iso < 0) FailUsage(folder + ": tells no ISO; give it with --iso");
   burst.fused = content.fused;
-  burst.frames = std::move(loaded.frames);
+  for (AnyPicture& frame : loaded.frames) burst.frames.push_back(std::move(std::get<YuvPicture>(frame)));
   if (burst.frames.size() < kFewestTuned) FailUsage(folder + ": a single frame; a burst needs two or more");
   burst.truth = ReadPicture(content.truth);
   std::error_code ignored;

@@ -42,7 +42,7 @@ class BurstFramesOf : public ToolFolder {
   }
   static std::vector<int> Numbers(const BurstSource& source) {
     std::vector<int> out;
-    for (const YuvPicture& p : LoadBurst(source).frames) out.push_back(p.y[0] - 100);
+    for (const AnyPicture& p : LoadBurst(source).frames) out.push_back(std::get<YuvPicture>(p).y[0] - 100);
     return out;
   }
   static std::string Error(const BurstSource& source, int code) {

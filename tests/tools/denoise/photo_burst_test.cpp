@@ -355,6 +355,36 @@ TEST_F(PhotoBurst, GroupFindsBurstsAndBatchTakesItsList) {
   EXPECT_EQ(groups[0]["exposure"], "2 frames of 1/100 s, then 1 frame of 1/25 s");
 }
 
+TEST_F(PhotoBurst, ColourOfFullSizeStaysAsFarAsTheResultsFormatHoldsIt) {
+  NEEDS_PROGRAM("convert");
+  // Lines one pixel wide; at half the size their colour would fade.
+  Simulate();
+  Shell("convert '" + Path("burst/truth.png") +
+        "' -colorspace gray -colorspace sRGB -type truecolor -fill none" +
+        " -stroke 'rgb(190,90,100)' +antialias -draw 'line 40,0 40,199' -draw 'line 81,0 81,199' '" +
+        Path("lines.png") + "'");
+  std::vector<std::string> files;
+  for (int i = 0; i < 4; ++i) {
+    files.push_back(Path("n" + std::to_string(i) + (i < 2 ? ".png" : ".jpg")));
+    Shell("convert '" + Path("lines.png") + "' -seed " + std::to_string(i) +
+          " -attenuate 0.3 +noise Gaussian -quality 98 -sampling-factor 4:4:4 '" + files[i] + "'");
+  }
+  const auto red_over_green = [&](const std::string& name) {
+    const RgbPicture p = ReadRgbPicture(Path(name));
+    double sum = 0;
+    for (int y = 0; y < p.height; ++y) {
+      const uint8_t* at = &p.rgb[3 * (size_t(y) * p.width + 40)];
+      sum += at[0] - at[1];
+    }
+    return sum / p.height;
+  };
+  ASSERT_EQ(Denoise(files, {"-o", Path("out.png")}), kExitDone) << err_;
+  EXPECT_NE(out_.find("fine"), std::string::npos) << out_;
+  EXPECT_GT(red_over_green("out.png"), 85);  // of 100
+  ASSERT_EQ(Denoise(files, {"-o", Path("out.y4m")}), kExitDone) << err_;
+  EXPECT_LT(red_over_green("out.y4m"), 60);
+}
+
 TEST_F(PhotoBurst, PipesInAndOut) {
   std::string frames;
   for (int i = 0; i < 3; ++i) {

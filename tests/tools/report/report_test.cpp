@@ -67,7 +67,7 @@ TEST_F(Report, ShowsThePicturesAndFiguresOfDenoiseAndCompare) {
   ASSERT_EQ(Run({"denoise", Path("burst"), "-o", Path("clean.png"), "--maps", Path("maps")}), kExitDone);
   const YuvPicture first = ReadPicture(Path("burst/frame-0.png"));
   EXPECT_TRUE(Same(Shown(page.before), RgbFromYuv(first)));
-  EXPECT_TRUE(Same(Shown(page.after), ReadRgbPicture(Path("clean.png"))));
+  EXPECT_TRUE(Same(Shown(page.after), RgbFromYuv(ReadPicture(Path("clean.png")))));
   ASSERT_EQ(Run({"compare", Path("burst/frame-0.png"), Path("burst/truth.png"), "--json"}), kExitDone);
   ASSERT_TRUE(page.first_frame && page.result);
   EXPECT_NEAR(page.first_frame->psnr_luma, nlohmann::json::parse(out_)["psnr_luma"], 1e-6);
@@ -134,8 +134,8 @@ TEST_F(Report, TheTruthIsTheOneOfTheResultOrNone) {
       CompareQuality(ReadPicture(Path("burst/frame-0.png")), ReadPicture(Path("burst/truth.png"))).psnr_luma,
       1e-9);
   const YuvPicture last = ReadPicture(Path("burst/truth-last.png"));
-  ASSERT_EQ(Run({"denoise", Path("burst"), "-o", Path("fused.y4m"), "--reference", "0"}), kExitDone);
-  EXPECT_EQ(fused.result->psnr_luma, CompareQuality(ReadPicture(Path("fused.y4m")), last).psnr_luma);
+  ASSERT_EQ(Run({"denoise", Path("burst"), "-o", Path("fused.png"), "--reference", "0"}), kExitDone);
+  EXPECT_EQ(fused.result->psnr_luma, CompareQuality(ReadPicture(Path("fused.png")), last).psnr_luma);
 
   settings = Settings();
   settings.denoise.reference = "1";  // another one than the truth's
