@@ -114,6 +114,7 @@ TEST_F(ZoltBurst, OptionsReachTheLibraryAndWhatIsLeftOutIsTold) {
     EXPECT_NE(out_.find(part), std::string::npos) << part << " in " << out_;
   EXPECT_EQ(Run({"denoise", burst, "-o", out, "--reference", "6"}), kExitUsage);
   EXPECT_EQ(Run({"denoise", burst, "-o", out, "--memory-limit", "100K"}), kExitRefused);
+  EXPECT_NE(err_.find("raise --memory-limit to "), std::string::npos) << err_;
   std::filesystem::create_directories(Path("maps/weight-2.png"));
   EXPECT_EQ(Run({"denoise", burst, "-o", out, "--maps", Path("maps")}), kExitFile);
   EXPECT_NE(err_.find("weight-2.png"), std::string::npos) << err_;

@@ -147,8 +147,13 @@ DenoiseResult DenoiseBurst(const std::vector<zolt_burst_picture>& frames, const 
   listener.RethrowFailure();
   if (code == ZOLT_BURST_CANCELLED) throw ToolError(kExitStopped, "stopped");
   if (code != ZOLT_BURST_OK) {
-    throw LibraryRefused(code, std::to_string(frames.size()) + " frames of " + std::to_string(width) + " x " +
-                                   std::to_string(height));
+    const std::string where = std::to_string(frames.size()) + " frames of " + std::to_string(width) + " x " +
+                              std::to_string(height);
+    if (code != ZOLT_BURST_MEMORY_LIMIT) throw LibraryRefused(code, where);
+    const uint64_t need =
+        zolt_burst_memory_needed(width, height, static_cast<int32_t>(frames.size()), ZOLT_BURST_FAST);
+    throw LibraryRefused(code,
+                         where + " (raise --memory-limit to " + std::to_string((need >> 20) + 1) + "M)");
   }
   for (size_t i = 0; i < told.size(); ++i) result.frames[i].told = told[i];
   listener.MendTimes();
