@@ -20,7 +20,7 @@ def group(burst):
     if name == "scene":
         return "The built-in scene"
     return {
-        "phone": "A phone's noise, six frames" if frames == "6" else "... two frames",
+        "phone": "A phone's noise, six frames" if frames == "6" else "A phone's noise, two frames",
         "jpeg": "... six frames as JPEG of quality 90",
         "tripod": "... six frames from a tripod",
         "white": "White noise, six frames",
