@@ -13,7 +13,7 @@ constexpr size_t kFewestInLevel = 60;
 constexpr float kMedianSquare = 0.4549364f;
 /// Interpolation takes of a block that it softens at all more than what the step to a rougher block tells.
 /// Fitted on photographs that are fine texture all over, where nothing else tells texture from noise.
-constexpr float kTakenBetween = 3;
+constexpr float kTakenBetween = 5;
 /// Below this share of what the flattest blocks hold nothing is taken off for texture.
 constexpr float kLeastShare = 0.15f;
 constexpr float kDarkest = 6, kBrightest = 249;
