@@ -2,6 +2,7 @@
 
 #include <numeric>
 
+#include "base/vector_clones.h"
 #include "burst/alignment/alignment_stripes.h"
 
 namespace zolt {
@@ -29,7 +30,7 @@ uint32_t RowEnergy(const int16_t* row, const int16_t* below, int n) {
 }
 
 /// Of rows `first` to `end` of the picture at half size.
-uint64_t BandEnergy(PlaneView luma, int width, int first, int end) {
+ZOLT_VECTOR_CLONES uint64_t BandEnergy(PlaneView luma, int width, int first, int end) {
   uint64_t sum = 0;
   int16_t rows[2][kChunk + 1];
   for (int left = 0; left < width; left += kChunk) {

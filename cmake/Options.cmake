@@ -7,6 +7,8 @@ option(ZOLT_BUILD_PYTHON "Build the Python module (needs python3-dev, python3-nu
 option(ZOLT_BUILD_FUZZERS "Build the libFuzzer targets (needs Clang)" OFF)
 set(ZOLT_SANITIZE "" CACHE STRING "Value of -fsanitize= for every target, empty for none")
 set_property(CACHE ZOLT_SANITIZE PROPERTY STRINGS "" "address,undefined" "thread")
+set(ZOLT_SIMD "auto" CACHE STRING "auto: kernels for AVX2 too, picked at run time; baseline: one variant")
+set_property(CACHE ZOLT_SIMD PROPERTY STRINGS auto baseline)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -28,6 +30,10 @@ target_compile_options(zolt_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # GCC 12 sees an overlap in std::string's operator+ that isn't there.
   target_compile_options(zolt_warnings INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict>)
+endif()
+
+if(ZOLT_SIMD STREQUAL baseline)
+  add_compile_definitions(ZOLT_SIMD_BASELINE)
 endif()
 
 if(ZOLT_SANITIZE)

@@ -1,7 +1,7 @@
 # Debian packages of the project, for the scripts to source: `need PACKAGE...` installs what is missing and says so.
 
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config googletest libbenchmark-dev libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libcli11-dev nlohmann-json3-dev libpugixml-dev libnlopt-dev libnlopt-cxx-dev libjpeg-dev zlib1g-dev libexiv2-dev libheif-dev libraw-dev libwebp-dev"
-TEST_PACKAGES="dpkg-dev libimage-exiftool-perl imagemagick libheif-examples ffmpeg webp"
+TEST_PACKAGES="qemu-user-static dpkg-dev libimage-exiftool-perl imagemagick libheif-examples ffmpeg webp"
 PYTHON_PACKAGES="python3-dev python3-numpy pybind11-dev python3-pytest python3-mypy python3-pip python3-setuptools python3-wheel python3-venv python3-opencv python3-pil python3-skimage python3-matplotlib python3-tqdm python3-distributed"
 CROSS_PACKAGES="g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user-static"
 CHECK_PACKAGES="clang-format clang-tidy git python3"

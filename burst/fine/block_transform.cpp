@@ -1,5 +1,7 @@
 #include "burst/fine/block_transform.h"
 
+#include "base/vector_clones.h"
+
 namespace zolt {
 namespace {
 
@@ -57,14 +59,14 @@ void Transpose(const Lanes* in, Lanes* out) {
 
 }  // namespace
 
-void TransformBlock(const float* block, float* coefficients) {
+ZOLT_VECTOR_CLONES void TransformBlock(const float* block, float* coefficients) {
   Lanes columns[kBlockSide], turned[kBlockSide];
   Forward(reinterpret_cast<const Lanes*>(block), columns);
   Transpose(columns, turned);
   Forward(turned, reinterpret_cast<Lanes*>(coefficients));
 }
 
-void RestoreBlock(const float* coefficients, float* block) {
+ZOLT_VECTOR_CLONES void RestoreBlock(const float* coefficients, float* block) {
   Lanes columns[kBlockSide], turned[kBlockSide];
   Backward(reinterpret_cast<const Lanes*>(coefficients), columns);
   Transpose(columns, turned);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "base/vector_clones.h"
 #include "threads/fork_join.h"
 
 namespace zolt {
@@ -93,7 +94,7 @@ void Clean(const Work& work, const Place& place, const float* difference, const 
   }
 }
 
-void CleanBlock(const Work& work, int x, int y, float* out) {
+ZOLT_VECTOR_CLONES void CleanBlock(const Work& work, int x, int y, float* out) {
   const SpectralJob& job = *work.job;
   Block difference, merge, d, m, cleaned, pilot, p;
   for (int j = 0; j < kBlockSide; ++j) {
@@ -134,7 +135,7 @@ void AddBlocks(const Work& work, int y, float* rows) {
 }
 
 /// The upper half of the sums, which no further block reaches.
-void Emit(const Work& work, int y, const float* rows) {
+ZOLT_VECTOR_CLONES void Emit(const Work& work, int y, const float* rows) {
   const SpectralJob& job = *work.job;
   const int width = job.merge.width;
   for (int j = 0; j < kStep; ++j) {

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "base/vector_clones.h"
+
 namespace zolt {
 namespace {
 
@@ -14,7 +16,8 @@ inline uint32_t FourAsPairs(const uint8_t* p) {
 
 }  // namespace
 
-void Box2Down(const uint8_t* source, int source_pitch, uint8_t* destination, int w, int h) {
+ZOLT_VECTOR_CLONES void Box2Down(const uint8_t* source, int source_pitch, uint8_t* destination, int w,
+                                 int h) {
   const int columns = w / 2;
   for (int r = 0; r < h / 2; ++r) {
     const uint8_t* __restrict upper = source + static_cast<int64_t>(2 * r) * source_pitch;
@@ -28,7 +31,7 @@ void Box2Down(const uint8_t* source, int source_pitch, uint8_t* destination, int
   }
 }
 
-void Box4Down(const uint8_t* source, int h, int w, uint8_t* destination) {
+ZOLT_VECTOR_CLONES void Box4Down(const uint8_t* source, int h, int w, uint8_t* destination) {
   const int columns = w / 4;
   for (int r = 0; r < h / 4; ++r) {
     const uint8_t* __restrict row = source + static_cast<int64_t>(4 * r) * w;

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "base/arithmetic.h"
+#include "base/vector_clones.h"
 #include "kernels/atrous_smooth.h"
 #include "kernels/last_block.h"
 
@@ -67,8 +68,8 @@ void ShrinkLevel(int16_t* cw, const int16_t* input, const int16_t* low, const ui
 
 /// All five levels over one plane, whose 20 thresholds begin at `table`. The low-pass alternates between two
 /// planes of `work`; a level's details are folded into cw at once, so no level needs a plane of its own.
-void ShrinkPlane(int16_t* cw, int w, int h, uint16_t g, const uint16_t* noise, int16_t* work,
-                 const int32_t* table, uint8_t* low_pass) {
+ZOLT_VECTOR_CLONES void ShrinkPlane(int16_t* cw, int w, int h, uint16_t g, const uint16_t* noise,
+                                    int16_t* work, const int32_t* table, uint8_t* low_pass) {
   const int64_t area = static_cast<int64_t>(w) * h;
   const int16_t* input = cw;
   for (int level = 0; level < kLevels; ++level) {
@@ -104,7 +105,8 @@ ChromaSettings ChromaSettingsFromStrength(int32_t chromaS, int32_t f) {
   return {a, a >> 1, a == 30 ? 0 : f, g};
 }
 
-void ChromaMagnitude(const uint8_t* u, const uint8_t* v, uint8_t* destination, int w, int h, int pitch) {
+ZOLT_VECTOR_CLONES void ChromaMagnitude(const uint8_t* u, const uint8_t* v, uint8_t* destination, int w,
+                                        int h, int pitch) {
   for (int y = 0; y < h; ++y) {
     const int64_t at = static_cast<int64_t>(y) * pitch;
     for (int x = 0; x < w; ++x) {
@@ -129,13 +131,13 @@ void SaturatingAdd(uint8_t* a, const uint8_t* b, int w, int h) {
   }
 }
 
-void ToQ7(const uint8_t* source, int16_t* destination, int w, int h) {
+ZOLT_VECTOR_CLONES void ToQ7(const uint8_t* source, int16_t* destination, int w, int h) {
   const int64_t area = static_cast<int64_t>(w) * h;
   int16_t* __restrict out = destination;
   for (int64_t i = 0; i < area; ++i) out[i] = static_cast<int16_t>(source[i] << 7);
 }
 
-void FromQ7(const int16_t* source, uint8_t* destination, int w, int h) {
+ZOLT_VECTOR_CLONES void FromQ7(const int16_t* source, uint8_t* destination, int w, int h) {
   const int64_t area = static_cast<int64_t>(w) * h;
   uint8_t* __restrict out = destination;
   for (int64_t i = 0; i < area; ++i) {

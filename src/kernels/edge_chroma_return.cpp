@@ -1,5 +1,6 @@
 #include "kernels/edge_chroma_return.h"
 
+#include "base/vector_clones.h"
 #include "kernels/last_block.h"
 
 namespace zolt {
@@ -17,8 +18,8 @@ void MixMasked(uint8_t* __restrict out, const uint8_t* __restrict low, const uin
 
 }  // namespace
 
-void EdgeChromaReturn(const uint8_t* ul, const uint8_t* vl, uint8_t* uo, uint8_t* vo, const uint8_t* mask,
-                      int w, int h, uint8_t weight) {
+ZOLT_VECTOR_CLONES void EdgeChromaReturn(const uint8_t* ul, const uint8_t* vl, uint8_t* uo, uint8_t* vo,
+                                         const uint8_t* mask, int w, int h, uint8_t weight) {
   for (int y = 0; y < h; ++y) {
     const int64_t row = static_cast<int64_t>(y) * w;
     ForBlocks<8>(w, [&](int first, int count) {

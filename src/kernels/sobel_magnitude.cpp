@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "base/vector_clones.h"
+
 namespace zolt {
 namespace {
 
@@ -24,8 +26,8 @@ void SobelRow(const uint8_t* above, const uint8_t* row, const uint8_t* below, ui
 
 }  // namespace
 
-void SobelMagnitude(const uint8_t* source, uint8_t* destination, int w, int h, int source_pitch,
-                    int destination_pitch) {
+ZOLT_VECTOR_CLONES void SobelMagnitude(const uint8_t* source, uint8_t* destination, int w, int h,
+                                       int source_pitch, int destination_pitch) {
   for (int y = 0; y < h; ++y) {
     const uint8_t* row = source + static_cast<int64_t>(y) * source_pitch;
     uint8_t* out = destination + static_cast<int64_t>(y) * destination_pitch;

@@ -1,5 +1,7 @@
 #include "kernels/upscale2.h"
 
+#include "base/vector_clones.h"
+
 namespace zolt {
 namespace {
 
@@ -29,8 +31,8 @@ void InsideRow(const uint8_t* __restrict near, const uint8_t* __restrict far, in
 
 }  // namespace
 
-void Upscale2(const uint8_t* source, int rows, int w, uint8_t* destination, int destination_pitch,
-              UpscaleEdges edges) {
+ZOLT_VECTOR_CLONES void Upscale2(const uint8_t* source, int rows, int w, uint8_t* destination,
+                                 int destination_pitch, UpscaleEdges edges) {
   const bool top_border = edges == UpscaleEdges::kBoth || edges == UpscaleEdges::kFirst;
   const bool bottom_border = edges == UpscaleEdges::kBoth || edges == UpscaleEdges::kLast;
   for (int y = 0; y < rows; ++y) {

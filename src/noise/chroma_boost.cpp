@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "base/arithmetic.h"
+#include "base/vector_clones.h"
 #include "noise/chroma_boost_tables.h"
 
 namespace zolt {
@@ -39,7 +40,7 @@ void BoostRun(uint8_t* u, uint8_t* v, int count, const int16_t* table) {
 
 }  // namespace
 
-void ChromaBoost(uint8_t* u, uint8_t* v, int w, int h, int32_t level) {
+ZOLT_VECTOR_CLONES void ChromaBoost(uint8_t* u, uint8_t* v, int w, int h, int32_t level) {
   if (level < 1 || level > 9) return;
   const int16_t* table = kChromaBoostTables[level - 1];
   const int whole = w - w % kBlock;

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "base/arithmetic.h"
+#include "base/vector_clones.h"
 #include "kernels/last_block.h"
 
 namespace zolt {
@@ -95,8 +96,8 @@ void EdgeMapSobel(const int16_t* band, const EdgeMaps& maps, int w, int h, int p
   }
 }
 
-void ShrinkBand(int16_t* band, int band_pitch, const uint8_t* map, int map_pitch, int w, int h,
-                const CoringTable& table, uint8_t limit, uint16_t cap) {
+ZOLT_VECTOR_CLONES void ShrinkBand(int16_t* band, int band_pitch, const uint8_t* map, int map_pitch, int w,
+                                   int h, const CoringTable& table, uint8_t limit, uint16_t cap) {
   const auto gain = static_cast<uint16_t>(1024 / limit);
   for (int r = 0; r < h; ++r) {
     int16_t* row = band + static_cast<ptrdiff_t>(r) * band_pitch;

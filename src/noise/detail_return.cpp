@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "base/arithmetic.h"
+#include "base/vector_clones.h"
 #include "kernels/last_block.h"
 
 namespace zolt {
@@ -41,8 +42,8 @@ void ReturnByMaskRun(uint8_t* __restrict y, const uint8_t* __restrict f, const u
 
 }  // namespace
 
-void DetailReturnByWeight(uint8_t* y, const uint8_t* f, const uint8_t* weight_map, int w, int h,
-                          uint8_t limit, int shift) {
+ZOLT_VECTOR_CLONES void DetailReturnByWeight(uint8_t* y, const uint8_t* f, const uint8_t* weight_map, int w,
+                                             int h, uint8_t limit, int shift) {
   for (int r = 0; r < h; ++r) {
     const int64_t row = static_cast<int64_t>(r) * w;
     ForBlocks<8>(w, [&](int first, int count) {
@@ -96,8 +97,8 @@ void ScaleByLuma(uint8_t* plane, const uint8_t* mean_luma, int w, int h, int32_t
   }
 }
 
-void DetailReturnByMask(uint8_t* y, const uint8_t* f, const uint8_t* mask, int w, int h, int pitch,
-                        uint8_t peak, uint16_t strength) {
+ZOLT_VECTOR_CLONES void DetailReturnByMask(uint8_t* y, const uint8_t* f, const uint8_t* mask, int w, int h,
+                                           int pitch, uint8_t peak, uint16_t strength) {
   const auto scale = static_cast<uint16_t>(peak == 0 ? 0 : kWhole / peak);
   for (int r = 0; r < h; ++r) {
     const int64_t row = static_cast<int64_t>(r) * pitch;

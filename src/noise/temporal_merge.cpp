@@ -4,6 +4,7 @@
 
 #include "base/log.h"
 #include "base/result_codes.h"
+#include "base/vector_clones.h"
 #include "kernels/last_block.h"
 #include "threads/fork_join.h"
 
@@ -38,7 +39,8 @@ void MixApart(uint8_t* __restrict out, const uint8_t* __restrict a, const uint8_
   for (int x = 0; x < n; ++x) out[x] = Mix(a[x], b[x], m[x], w, rest);
 }
 
-void MixRow(uint8_t* out, const uint8_t* a, const uint8_t* b, const uint8_t* m, uint16_t w, int n) {
+ZOLT_VECTOR_CLONES void MixRow(uint8_t* out, const uint8_t* a, const uint8_t* b, const uint8_t* m, uint16_t w,
+                               int n) {
   if (out == a) {
     MixInPlace(out, b, m, w, n);
   } else {

@@ -8,6 +8,7 @@
 #include "base/arithmetic.h"
 #include "base/log.h"
 #include "base/result_codes.h"
+#include "base/vector_clones.h"
 #include "threads/worker_pool.h"
 
 namespace zolt {
@@ -153,8 +154,8 @@ void Normalise(const int32_t* sums, int32_t* descriptor) {
   }
 }
 
-void Describe(const DetectionImage& image, const KeyPoint& keypoint, const PatchMemory& memory,
-              int32_t* descriptor) {
+ZOLT_VECTOR_CLONES void Describe(const DetectionImage& image, const KeyPoint& keypoint,
+                                 const PatchMemory& memory, int32_t* descriptor) {
   const int32_t s = SamplingSize(keypoint.scale);
   if (s <= 0) return;
   const int32_t win = kStoredSide * s;

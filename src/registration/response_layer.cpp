@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "base/vector_clones.h"
+
 namespace zolt {
 namespace {
 
@@ -49,8 +51,8 @@ struct ColumnSums {
 };
 
 /// Columns x .. x + n - 1 of the integral image, filter rows starting at y.
-void SumColumns(const IntegralImage& integral, const FilterShape& f, int32_t y, int32_t x, int32_t n,
-                ColumnSums* sums) {
+ZOLT_VECTOR_CLONES void SumColumns(const IntegralImage& integral, const FilterShape& f, int32_t y, int32_t x,
+                                   int32_t n, ColumnSums* sums) {
   const uint32_t* lobe_top = integral.Row(y + f.b) + x;
   const uint32_t* lobe_bottom = integral.Row(y + f.b + f.c) + x;
   uint32_t* __restrict xx = sums->xx;
@@ -70,7 +72,8 @@ void SumColumns(const IntegralImage& integral, const FilterShape& f, int32_t y, 
   for (int32_t i = 0; i < n; ++i) xy[i] = s1[i] - s0[i] - (s3[i] - s2[i]);
 }
 
-void RespondChunk(const ColumnSums& sums, const FilterShape& f, int32_t* __restrict out, int32_t n) {
+ZOLT_VECTOR_CLONES void RespondChunk(const ColumnSums& sums, const FilterShape& f, int32_t* __restrict out,
+                                     int32_t n) {
   const uint32_t *xx0 = sums.xx, *xx1 = xx0 + f.l, *xx2 = xx1 + f.l, *xx3 = xx2 + f.l;
   const uint32_t *yy0 = sums.yy + f.b, *yy1 = yy0 + f.c;
   const uint32_t *xy0 = sums.xy + f.p[0], *xy1 = sums.xy + f.p[1];
