@@ -75,14 +75,23 @@ void BurstRun::Progress(double done) {
   }
 }
 
+const KnownFrame* BurstRun::KnownOf(const FrameState& state) const {
+  return known_ != nullptr ? known_ + (&state - frames_.data()) : nullptr;
+}
+
 void BurstRun::Inspect(const zolt_burst_picture& frame, FrameState* state) {
   if (state->inspected) return;
   const Stopwatch watch(&state->told.milliseconds);
+  state->inspected = true;
+  if (const KnownFrame* known = KnownOf(*state); known != nullptr) {
+    state->energy = known->energy;
+    state->level = known->level;
+    return;
+  }
   OwnedPlane own(memory_);
   const PlaneView luma = LumaOf(frame, &own);
   state->energy = GradientEnergy(luma);
   state->level = MeanLevel(luma);
-  state->inspected = true;
 }
 
 // Of the first frames the sharpest, unless its exposure is not the burst's.
@@ -116,9 +125,14 @@ void BurstRun::TakeReference(const zolt_burst_picture& frame) {
   const uint64_t fine = MemoryNeed(frame.width, frame.height, 0, ZOLT_BURST_FINE);
   const bool fits = options_.memory_limit == 0 || fine <= options_.memory_limit;
   report_.mode = options_.mode == ZOLT_BURST_FINE && fits ? ZOLT_BURST_FINE : ZOLT_BURST_FAST;
-  OwnedPlane own(memory_);
-  reference_ = std::make_unique<AlignmentReference>();
-  if (!reference_->Prepare(LumaOf(frame, &own))) throw std::bad_alloc();
+  if (const KnownFrame* known = KnownOf(state); known != nullptr) {
+    reference_ = known->features;
+  } else {
+    OwnedPlane own(memory_);
+    own_reference_ = std::make_unique<AlignmentReference>();
+    if (!own_reference_->Prepare(LumaOf(frame, &own))) throw std::bad_alloc();
+    reference_ = own_reference_.get();
+  }
   merge_ = std::make_unique<MergeSession>(memory_);
   placed_ = std::make_unique<PlacedPlanes>(work_, memory_);
   placed_->PutReference(frame);
@@ -148,7 +162,8 @@ void BurstRun::MeasureNoise(const zolt_burst_picture* const* frames, int count) 
       if (found.aligned && SameExposure(frames_[i].told.gain, 1)) choose(i, found.motion);
     }
   }
-  noise_ = zolt::MeasureNoise(chosen.data(), static_cast<int>(chosen.size()));
+  measured_from_ = static_cast<int>(chosen.size());
+  noise_ = zolt::MeasureNoise(chosen.data(), measured_from_);
 }
 
 void BurstRun::ChooseBand(const zolt_burst_picture* const* frames, int count, int frames_merged) {
@@ -164,16 +179,24 @@ void BurstRun::ChooseBand(const zolt_burst_picture* const* frames, int count, in
     report_.band = BandOfIso(options_.iso, config_) + 1;
     return;
   }
-  const int band = noise_.measured ? BandOfNoise(noise_, frames_merged) : kDefaultBand;
+  int band = noise_.measured ? BandOfNoise(noise_, frames_merged) : kDefaultBand;
+  if (follower_ != nullptr) band = follower_->Follow(noise_, measured_from_, frames_merged, kDefaultBand);
   report_.band = band + 1;
   report_.iso = IsoOfBand(config_, band);
+}
+
+Alignment BurstRun::FoundFor(const zolt_burst_picture& frame, const FrameState& state) const {
+  const KnownFrame* known = KnownOf(state);
+  if (known != nullptr && known->alignment != nullptr) return *known->alignment;
+  if (known != nullptr) return zolt::Align(*reference_, *known->features);
+  OwnedPlane own(memory_);
+  return zolt::Align(*reference_, LumaOf(frame, &own), nullptr);
 }
 
 void BurstRun::Align(const zolt_burst_picture& frame, FrameState* state) {
   Inspect(frame, state);
   const Stopwatch watch(&state->told.milliseconds);
-  OwnedPlane own(memory_);
-  state->alignment = zolt::Align(*reference_, LumaOf(frame, &own), nullptr);
+  state->alignment = FoundFor(frame, *state);
   const Alignment& found = state->alignment;
   if (found.out_of_memory) throw std::bad_alloc();
   const FrameState& reference = frames_[report_.reference];
@@ -302,6 +325,13 @@ void BurstRun::Run(const zolt_burst_picture* const* frames, int count, const zol
     Progress((count + 1 + i) / Steps(count));
   }
   Finish(output, *frames[report_.reference]);
+}
+
+void BurstRun::Run(const zolt_burst_picture* const* frames, int count, const KnownFrame* known,
+                   NoiseFollower* follower, const zolt_burst_picture& output) {
+  known_ = known;
+  follower_ = follower;
+  Run(frames, count, output);
 }
 
 void BurstRun::AlignAll(const zolt_burst_picture* const* frames, int count) {

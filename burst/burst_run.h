@@ -8,6 +8,7 @@
 #include "burst/alignment/alignment.h"
 #include "burst/memory/burst_memory.h"
 #include "burst/merge_session.h"
+#include "burst/noise/noise_follower.h"
 #include "burst/noise/noise_measure.h"
 #include "burst/picture/picture.h"
 #include "burst/placed_planes.h"
@@ -26,6 +27,14 @@ struct FrameState {
   bool inspected = false;
 };
 
+/// What a stream knows of a frame before the burst that it is in.
+struct KnownFrame {
+  const AlignmentReference* features;
+  double energy;               ///< GradientEnergy
+  double level;                ///< MeanLevel
+  const Alignment* alignment;  ///< to the burst's reference; null: not known yet
+};
+
 /// Ends a burst early, with a ZOLT_BURST_... result.
 struct BurstStopped {
   int32_t result;
@@ -39,6 +48,11 @@ class BurstRun {
 
   /// The whole burst from pictures that stay until the result is written.
   void Run(const zolt_burst_picture* const* frames, int count, const zolt_burst_picture& output);
+
+  /// The same from frames of which something is known, with the same result for the same band: `follower`
+  /// chooses that from the noise, unless the options name an ISO. One entry of `known` for each frame.
+  void Run(const zolt_burst_picture* const* frames, int count, const KnownFrame* known,
+           NoiseFollower* follower, const zolt_burst_picture& output);
 
   /// Its first half, for who merges the frames itself: aligns them and settles which take part.
   void Choose(const zolt_burst_picture* const* frames, int count);
@@ -65,6 +79,8 @@ class BurstRun {
   void ChooseBand(const zolt_burst_picture* const* frames, int count, int frames_merged);
   void AlignAll(const zolt_burst_picture* const* frames, int count);
   void Align(const zolt_burst_picture& frame, FrameState* state);
+  Alignment FoundFor(const zolt_burst_picture& frame, const FrameState& state) const;
+  const KnownFrame* KnownOf(const FrameState& state) const;
   void Judge(bool last, FrameState* state) const;
   void KeepTheBest();
   void StartOfKnownLength(const zolt_burst_picture* const* frames, int count);
@@ -82,7 +98,11 @@ class BurstRun {
   zolt_burst_report report_ = {};
   std::vector<FrameState> frames_;
   NoiseMeasure noise_;
-  std::unique_ptr<AlignmentReference> reference_;
+  int measured_from_ = 0;  ///< frames that told noise_
+  const KnownFrame* known_ = nullptr;
+  NoiseFollower* follower_ = nullptr;
+  std::unique_ptr<AlignmentReference> own_reference_;
+  const AlignmentReference* reference_ = nullptr;
   std::unique_ptr<MergeSession> merge_;
   std::unique_ptr<PlacedPlanes> placed_;
   Clock::time_point started_;

@@ -1,85 +1,21 @@
 #include "zolt_burst.h"
 
-#include <algorithm>
-#include <cstring>
+#include <memory>
 #include <mutex>
-#include <new>
-#include <string>
-#include <system_error>
 #include <vector>
 
 #include "burst/burst_run.h"
+#include "burst/layer_call.h"
 #include "burst/memory_need.h"
 #include "burst/picture/kept_picture.h"
-#include "burst/tuning.h"
 
 namespace zolt {
 namespace {
-
-/// The engine's hooks and threads are the process's, and its XML reader's encoding, so one call works at a
-/// time.
-std::mutex& Order() {
-  static std::mutex order;
-  return order;
-}
-
-// Whatever a caller's record does not have, because it is older, keeps its default; what this library doesn't
-/// know, because it is older, isn't looked at.
-template <typename Record>
-void ReadRecord(const Record* from, Record* to) {
-  std::memcpy(to, from, std::min<size_t>(from->size, sizeof(Record)));
-}
-
-template <typename Record>
-void WriteRecord(Record value, Record* to) {
-  value.size = to->size;
-  std::memcpy(to, &value, std::min<size_t>(to->size, sizeof(Record)));
-}
-
-template <typename Record>
-Record* RecordAt(Record* first, int32_t index) {
-  using Byte = std::conditional_t<std::is_const_v<Record>, const char, char>;
-  return reinterpret_cast<Record*>(reinterpret_cast<Byte*>(first) + static_cast<size_t>(index) * first->size);
-}
-
-int32_t CheckOptions(const zolt_burst_options& o) {
-  const bool mode = o.mode == ZOLT_BURST_FAST || o.mode == ZOLT_BURST_FINE;
-  const bool fusion = o.fusion == ZOLT_BURST_FUSION_AUTO || o.fusion == ZOLT_BURST_FUSION_OFF;
-  const bool expected = o.expected_frames == 0 || (o.expected_frames >= 2 && o.expected_frames <= 10);
-  const bool hooks = (o.hooks.alloc == nullptr) == (o.hooks.free == nullptr);
-  return mode && fusion && expected && hooks && o.iso >= 0 && o.reference >= -1 ? ZOLT_BURST_OK
-                                                                                : ZOLT_BURST_BAD_ARGUMENT;
-}
-
-/// Options as a burst keeps them: checked, whole, with the tuning read.
-struct Settings {
-  zolt_burst_options options;
-  MfConfig config;
-
-  int32_t Set(const zolt_burst_options* given) {
-    zolt_burst_options_init(&options);
-    if (given != nullptr) {
-      if (given->size < sizeof(uint32_t)) return ZOLT_BURST_BAD_ARGUMENT;
-      ReadRecord(given, &options);
-    }
-    const int32_t wrong = CheckOptions(options);
-    if (wrong != ZOLT_BURST_OK) return wrong;
-    const int32_t result = LoadTuning(options.tuning_folder, &config);
-    options.tuning_folder = nullptr;  // the caller's
-    return result;
-  }
-};
 
 int32_t CheckMemory(const zolt_burst_options& options, const zolt_burst_picture& frame, int kept_frames) {
   if (options.memory_limit == 0) return ZOLT_BURST_OK;
   const uint64_t need = MemoryNeed(frame.width, frame.height, kept_frames, ZOLT_BURST_FAST);
   return need <= options.memory_limit ? ZOLT_BURST_OK : ZOLT_BURST_MEMORY_LIMIT;
-}
-
-int32_t CheckLike(const zolt_burst_picture* picture, int32_t width, int32_t height) {
-  const int32_t wrong = CheckPicture(picture);
-  if (wrong != ZOLT_BURST_OK) return wrong;
-  return picture->width == width && picture->height == height ? ZOLT_BURST_OK : ZOLT_BURST_UNLIKE_SIZES;
 }
 
 int32_t CheckFrames(const zolt_burst_picture* frames, int32_t count) {
@@ -91,35 +27,6 @@ int32_t CheckFrames(const zolt_burst_picture* frames, int32_t count) {
     if (wrong != ZOLT_BURST_OK) return wrong;
   }
   return ZOLT_BURST_OK;
-}
-
-/// No exception leaves the library.
-template <typename Work>
-int32_t Guarded(const Work& work) {
-  try {
-    return work();
-  } catch (const BurstStopped& stopped) {
-    return stopped.result;
-  } catch (const std::system_error&) {
-    return ZOLT_BURST_NO_THREADS;
-  } catch (const std::exception&) {
-    return ZOLT_BURST_NO_MEMORY;
-  }
-}
-
-void TellBurst(const BurstRun& run, zolt_burst_report* report, zolt_burst_frame_report* frame_reports,
-               int32_t capacity) {
-  if (report != nullptr) WriteRecord(run.report(), report);
-  const auto count = std::min(capacity, static_cast<int32_t>(run.frames().size()));
-  for (int32_t i = 0; frame_reports != nullptr && i < count; ++i) {
-    WriteRecord(run.frames()[static_cast<size_t>(i)].told, RecordAt(frame_reports, i));
-  }
-}
-
-int32_t CheckReports(const zolt_burst_report* report, const zolt_burst_frame_report* frame_reports) {
-  const bool report_holds = report == nullptr || report->size >= sizeof(uint32_t);
-  const bool frames_hold = frame_reports == nullptr || frame_reports->size >= sizeof(uint32_t);
-  return report_holds && frames_hold ? ZOLT_BURST_OK : ZOLT_BURST_BAD_ARGUMENT;
 }
 
 int32_t Denoise(const std::vector<const zolt_burst_picture*>& frames, const Settings& settings,

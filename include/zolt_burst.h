@@ -245,6 +245,71 @@ ZOLT_BURST_API void zolt_burst_reset(zolt_burst* burst);
 /* Ends the handle, which may be null. */
 ZOLT_BURST_API void zolt_burst_close(zolt_burst* burst);
 
+/* ---- frame after frame of a video ---- */
+
+/*
+ * Each frame of a video is the reference of a burst of its own: the `window` frames around it, of which
+ * `delay` come after it. At the ends of a shot the window moves inward, and it never crosses a cut. Frames
+ * that don't align, are blurred, of another exposure or mostly moved are left out of a burst, as always. The
+ * bytes of a result are those of zolt_burst_denoise for the window's frames with the same mode, the frame as
+ * `reference`, fusion off and the report's `iso`.
+ *
+ * Frames go in by push, results come out by pull, one for each frame in the same order. As soon as one is
+ * ready it should be pulled: only what waits to be pulled and window - 1 frames before are kept.
+ */
+typedef struct zolt_burst_stream zolt_burst_stream;
+
+typedef struct zolt_burst_stream_options {
+  uint32_t size;
+  int32_t window; /* frames merged for one result, 2 to 10; 5 by default */
+  /* Frames of the window that come after the frame at hand, 0 to window - 1. 0: the past only, for live use.
+   * No frame waits for more than that; the first ones of a shot have smaller windows then. -1 (default):
+   * window / 2, and the first frames of a shot wait until window - 1 others came. */
+  int32_t delay;
+  /* mode, iso, memory_limit, tuning_folder, hooks and progress (of one pull) count. iso 0: measured at the
+   * start of a shot, then followed slowly, so that the picture does not flicker. fusion, reference, keep_all
+   * and expected_frames are not used. */
+  zolt_burst_options burst;
+} zolt_burst_stream_options;
+
+ZOLT_BURST_API void zolt_burst_stream_options_init(zolt_burst_stream_options* options);
+
+/* Opens a stream; `options` are copied, or null. `*stream` receives a handle that zolt_burst_stream_close
+ * ends; null on failure. */
+ZOLT_BURST_API int32_t zolt_burst_stream_open(zolt_burst_stream** stream,
+                                              const zolt_burst_stream_options* options);
+
+/* Upper bound in bytes of what a stream takes beside the caller's pictures if each result is pulled as soon
+ * as it is ready; 0 for a size, window or mode that can't be. */
+ZOLT_BURST_API uint64_t zolt_burst_stream_memory_needed(int32_t width, int32_t height, int32_t window,
+                                                        int32_t mode);
+
+/* Takes the next frame, which is copied. ZOLT_BURST_UNLIKE_SIZES for another size than before: pull what is
+ * left after zolt_burst_stream_end, or flush, first. On an error the stream is as it was before. */
+ZOLT_BURST_API int32_t zolt_burst_stream_push(zolt_burst_stream* stream, const zolt_burst_picture* frame);
+
+/* No frame follows: all that are left become ready. A later push begins anew and shares no window with them.
+ */
+ZOLT_BURST_API int32_t zolt_burst_stream_end(zolt_burst_stream* stream);
+
+/* Results that can be pulled now; 0 for null. */
+ZOLT_BURST_API int32_t zolt_burst_stream_ready(const zolt_burst_stream* stream);
+
+/* Computes the next result. ZOLT_BURST_NO_FRAMES if none is ready. `output` of the frames' size, any layout;
+ * null: the result is skipped and nothing computed, for a frame that comes too late; its frame still serves
+ * the others. `report` or null; `frame_reports`, of the window's frames, has room for `capacity` records or
+ * is null; neither is written for a skipped result. On an error the output is untouched and the result can be
+ * pulled again or skipped. */
+ZOLT_BURST_API int32_t zolt_burst_stream_pull(zolt_burst_stream* stream, const zolt_burst_picture* output,
+                                              zolt_burst_report* report,
+                                              zolt_burst_frame_report* frame_reports, int32_t capacity);
+
+/* Drops all frames and what was not pulled, as after a seek. */
+ZOLT_BURST_API void zolt_burst_stream_flush(zolt_burst_stream* stream);
+
+/* Ends the handle, which may be null. */
+ZOLT_BURST_API void zolt_burst_stream_close(zolt_burst_stream* stream);
+
 #ifdef __cplusplus
 }
 #endif
