@@ -4,6 +4,7 @@ option(ZOLT_BUILD_TOOLS "Build zolt-burst (needs FFmpeg's libraries, CLI11, nloh
 option(ZOLT_BUILD_TESTS "Build the tests and the replay of the fuzz corpora" ON)
 option(ZOLT_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" OFF)
 option(ZOLT_BUILD_PYTHON "Build the Python module (needs python3-dev, python3-numpy, pybind11-dev)" OFF)
+option(ZOLT_BUILD_GSTREAMER "Build the GStreamer element (needs libgstreamer-plugins-base1.0-dev)" OFF)
 option(ZOLT_BUILD_FUZZERS "Build the libFuzzer targets (needs Clang)" OFF)
 set(ZOLT_SANITIZE "" CACHE STRING "Value of -fsanitize= for every target, empty for none")
 set_property(CACHE ZOLT_SANITIZE PROPERTY STRINGS "" "address,undefined" "thread")

@@ -39,4 +39,14 @@ if(ZOLT_BUILD_TOOLS)
   install(FILES cmake/copyright-program DESTINATION share/doc/zolt-burst RENAME copyright COMPONENT program)
 endif()
 
+if(ZOLT_GSTREAMER_FOUND)
+  list(APPEND CPACK_COMPONENTS_ALL gstreamer)
+  set(CPACK_DEBIAN_GSTREAMER_PACKAGE_NAME gstreamer1.0-zoltburst)
+  set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SECTION video)
+  set(CPACK_DEBIAN_GSTREAMER_PACKAGE_DEPENDS "${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} (= ${PROJECT_VERSION})")
+  set(CPACK_COMPONENT_GSTREAMER_DESCRIPTION "Cleans the frames of a video with their neighbours: GStreamer element
+ Aligns each frame's neighbours to it, leaves out what moved, averages and filters.")
+  install(FILES cmake/copyright-library DESTINATION share/doc/gstreamer1.0-zoltburst RENAME copyright COMPONENT gstreamer)
+endif()
+
 include(CPack)

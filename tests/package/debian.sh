@@ -35,6 +35,8 @@ LD_LIBRARY_PATH=$(dirname "$library") "$work/user" "$root/usr/share/zolt_mfdenoi
 cc -std=c99 $(pkg-config --cflags zolt_burst) "$source/tests/package/burst_user.c" -o "$work/burst_user" $(pkg-config --libs zolt_burst)
 LD_LIBRARY_PATH=$(dirname "$library") "$work/burst_user"
 
-in_root --remove zolt-burst libzolt-mfdenoise-dev libzolt-mfdenoise1
+element=
+[ ! -e "$root/usr/share/doc/gstreamer1.0-zoltburst" ] || element=gstreamer1.0-zoltburst
+in_root --remove $element zolt-burst libzolt-mfdenoise-dev libzolt-mfdenoise1
 left=$(find "$root/usr" -type f 2>/dev/null || true)
 [ -z "$left" ] || { echo "left behind: $left"; exit 1; }
