@@ -8,7 +8,6 @@
 #include "burst/memory_need.h"
 #include "burst/noise/iso_estimate.h"
 #include "burst/sharpness.h"
-#include "burst/tuning.h"
 #include "config/iso_selection.h"
 
 namespace zolt {
@@ -60,8 +59,8 @@ bool Takes(const FrameState& state) {
 
 }  // namespace
 
-BurstRun::BurstRun(const zolt_burst_options& options, const MfConfig& config, BurstMemory* memory)
-    : options_(options), config_(config), memory_(memory), started_(Clock::now()) {}
+BurstRun::BurstRun(const zolt_burst_options& options, const Tunings& tunings, BurstMemory* memory)
+    : options_(options), tunings_(tunings), memory_(memory), started_(Clock::now()) {}
 
 void BurstRun::Check(int32_t result) {
   if (result == ZOLT_BURST_NO_MEMORY) throw std::bad_alloc();
@@ -176,13 +175,13 @@ void BurstRun::ChooseBand(const zolt_burst_picture* const* frames, int count, in
   report_.texture = noise_.texture;
   if (options_.iso > 0) {
     report_.iso = options_.iso;
-    report_.band = BandOfIso(options_.iso, config_) + 1;
+    report_.band = BandOfIso(options_.iso, tunings_.plain) + 1;
     return;
   }
   int band = noise_.measured ? BandOfNoise(noise_, frames_merged) : kDefaultBand;
   if (follower_ != nullptr) band = follower_->Follow(noise_, measured_from_, frames_merged, kDefaultBand);
   report_.band = band + 1;
-  report_.iso = IsoOfBand(config_, band);
+  report_.iso = IsoOfBand(tunings_.plain, band);
 }
 
 Alignment BurstRun::FoundFor(const zolt_burst_picture& frame, const FrameState& state) const {
@@ -264,7 +263,11 @@ void BurstRun::KeepTheBest() {
 void BurstRun::StartMerge() {
   FrameState& state = frames_[report_.reference];
   const Stopwatch watch(&state.told.milliseconds);
-  Check(merge_->Start(config_, report_.iso, work_, placed_->block()));
+  // Of frames that come one by one the last is not known yet: they are merged as plain ones.
+  const bool fuses = std::any_of(frames_.begin(), frames_.end(),
+                                 [](const FrameState& f) { return f.told.use == ZOLT_BURST_FUSED; });
+  const MfConfig& config = tunings_.Of(KindOf(report_.mode, fuses));
+  Check(merge_->Start(config, report_.iso, work_, placed_->block()));
 }
 
 void BurstRun::Merge(const zolt_burst_picture& frame, FrameState* state) {
@@ -278,7 +281,7 @@ void BurstRun::Merge(const zolt_burst_picture& frame, FrameState* state) {
   const auto index = static_cast<int32_t>(state - frames_.data());
   const int before = merge_->merged();
   if (fuse) {
-    Check(merge_->Fuse(index, placed_->block(), state->alignment.motion));
+    Check(merge_->Fuse(tunings_.fused, index, placed_->block(), state->alignment.motion));
     report_.fused = 1;
     return;
   }

@@ -12,8 +12,8 @@
 #include "burst/noise/noise_measure.h"
 #include "burst/picture/picture.h"
 #include "burst/placed_planes.h"
+#include "burst/tuning.h"
 #include "burst/work_geometry.h"
-#include "config/configuration.h"
 #include "zolt_burst.h"
 
 namespace zolt {
@@ -44,7 +44,8 @@ struct BurstStopped {
 /// std::bad_alloc, any other failure BurstStopped. Under the layer's lock.
 class BurstRun {
  public:
-  BurstRun(const zolt_burst_options& options, const MfConfig& config, BurstMemory* memory);
+  /// `tunings` must outlive this.
+  BurstRun(const zolt_burst_options& options, const Tunings& tunings, BurstMemory* memory);
 
   /// The whole burst from pictures that stay until the result is written.
   void Run(const zolt_burst_picture* const* frames, int count, const zolt_burst_picture& output);
@@ -92,7 +93,7 @@ class BurstRun {
   static void Check(int32_t result);
 
   const zolt_burst_options& options_;
-  const MfConfig& config_;
+  const Tunings& tunings_;
   BurstMemory* memory_;
   WorkGeometry work_ = {};
   zolt_burst_report report_ = {};

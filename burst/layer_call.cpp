@@ -30,7 +30,7 @@ int32_t Settings::Set(const zolt_burst_options* given) {
   }
   const int32_t wrong = CheckOptions(options);
   if (wrong != ZOLT_BURST_OK) return wrong;
-  const int32_t result = LoadTuning(options.tuning_folder, &config);
+  const int32_t result = LoadTunings(options.tuning_folder, &tunings);
   options.tuning_folder = nullptr;  // the caller's
   return result;
 }

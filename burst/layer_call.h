@@ -8,7 +8,7 @@
 #include <type_traits>
 
 #include "burst/burst_run.h"
-#include "config/configuration.h"
+#include "burst/tuning.h"
 #include "zolt_burst.h"
 
 namespace zolt {
@@ -41,7 +41,7 @@ Record* RecordAt(Record* first, int32_t index) {
 /// Options as a burst keeps them: checked, whole, with the tuning read.
 struct Settings {
   zolt_burst_options options;
-  MfConfig config;
+  Tunings tunings;
 
   int32_t Set(const zolt_burst_options* given);
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ctime>
 
+#include "config/iso_selection.h"
 #include "session/burst.h"
 #include "session/mf_session.h"
 #include "zolt_burst.h"
@@ -85,8 +86,10 @@ int32_t MergeSession::Fold(int32_t index, const uint8_t* frame, const uint8_t* o
   return Take(frame, ZOLT_MF_TAG_MIDDLE, kMostMerged, &placed);
 }
 
-int32_t MergeSession::Fuse(int32_t index, const uint8_t* frame, const Homography& motion) {
+int32_t MergeSession::Fuse(const MfConfig& config, int32_t index, const uint8_t* frame,
+                           const Homography& motion) {
   session_->eisMode = 1;
+  session_->parameters.deghost = SelectIsoParameters(iso_, config).deghost;
   const PlacedFrame placed = Placed(index, nullptr, motion, 0);
   return Take(frame, ZOLT_MF_TAG_LAST, merged() + 1, &placed);
 }

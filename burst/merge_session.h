@@ -28,8 +28,10 @@ class MergeSession {
   int32_t Fold(int32_t index, const uint8_t* frame, const uint8_t* outside, const Homography& motion);
   /// Ends the burst: filters the image.
   int32_t End();
-  /// Ends the burst with a brighter frame, which is fused in; only after kFewestFused merged frames.
-  int32_t Fuse(int32_t index, const uint8_t* frame, const Homography& motion);
+  /// Ends the burst with a brighter frame, which is fused in; only after kFewestFused merged frames. Whether
+  /// it shows the same scene tell the ghost thresholds of `config`: those for frames that are merged may be
+  /// too low for a frame whose brightness had to be matched.
+  int32_t Fuse(const MfConfig& config, int32_t index, const uint8_t* frame, const Homography& motion);
 
   static constexpr int kMostMerged = 10;
   static constexpr int kFewestFused = 4;

@@ -24,12 +24,24 @@ bool ReadFile(const char* folder, std::string* text) {
   return file.good() || file.eof();
 }
 
+const char* BuiltIn(TuningKind kind) {
+  switch (kind) {
+    case TuningKind::kFused:
+      return kFusedTuning;
+    case TuningKind::kPlain:
+      return kPlainTuning;
+    case TuningKind::kFine:
+      return kFineTuning;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
-int32_t LoadTuning(const char* folder, MfConfig* config) {
+int32_t LoadTuning(const char* folder, TuningKind kind, MfConfig* config) {
   std::string text;
   if (folder == nullptr) {
-    text = kBuiltInTuning;
+    text = BuiltIn(kind);
   } else if (!ReadFile(folder, &text) || text.size() > kLargestFile) {
     return ZOLT_BURST_BAD_TUNING;
   }
@@ -37,6 +49,26 @@ int32_t LoadTuning(const char* folder, MfConfig* config) {
   if (!document.LoadBytes(text.data(), text.size())) return ZOLT_BURST_BAD_TUNING;
   FillConfig(config, document);
   return config->NoiseReductionFlag != 0 ? ZOLT_BURST_OK : ZOLT_BURST_BAD_TUNING;
+}
+
+const MfConfig& Tunings::Of(TuningKind kind) const {
+  return kind == TuningKind::kFused ? fused : kind == TuningKind::kPlain ? plain : fine;
+}
+
+int32_t LoadTunings(const char* folder, Tunings* tunings) {
+  int32_t result = LoadTuning(folder, TuningKind::kFused, &tunings->fused);
+  if (result == ZOLT_BURST_OK && folder != nullptr) {
+    tunings->plain = tunings->fine = tunings->fused;
+    return result;
+  }
+  if (result == ZOLT_BURST_OK) result = LoadTuning(nullptr, TuningKind::kPlain, &tunings->plain);
+  if (result == ZOLT_BURST_OK) result = LoadTuning(nullptr, TuningKind::kFine, &tunings->fine);
+  return result;
+}
+
+TuningKind KindOf(int32_t mode, bool fused) {
+  if (fused) return TuningKind::kFused;
+  return mode == ZOLT_BURST_FINE ? TuningKind::kFine : TuningKind::kPlain;
 }
 
 int32_t IsoOfBand(const MfConfig& config, int band) {

@@ -34,7 +34,7 @@ int32_t Denoise(const std::vector<const zolt_burst_picture*>& frames, const Sett
                 zolt_burst_frame_report* frame_reports, int32_t capacity) {
   memory->ResetPeak();
   const EngineMemory current(memory);
-  BurstRun run(settings.options, settings.config, memory);
+  BurstRun run(settings.options, settings.tunings, memory);
   run.Run(frames.data(), static_cast<int>(frames.size()), output);
   TellBurst(run, report, frame_reports, capacity);
   return ZOLT_BURST_OK;
@@ -81,7 +81,7 @@ int32_t AddAtOnce(zolt_burst* burst, const zolt_burst_picture& frame) {
       return ZOLT_BURST_OK;
     }
     burst->memory.ResetPeak();
-    burst->run = std::make_unique<BurstRun>(burst->settings.options, burst->settings.config, &burst->memory);
+    burst->run = std::make_unique<BurstRun>(burst->settings.options, burst->settings.tunings, &burst->memory);
     burst->run->Begin(frame);
     return AddKept(burst, frame);
   });
@@ -144,7 +144,7 @@ int32_t zolt_burst_measure_noise(const zolt_burst_picture* frames, int32_t count
     for (int32_t i = 0; i < count; ++i) views.push_back(RecordAt(frames, i));
     BurstMemory memory(settings.options.hooks);
     const EngineMemory current(&memory);
-    BurstRun run(settings.options, settings.config, &memory);
+    BurstRun run(settings.options, settings.tunings, &memory);
     run.MeasureAlone(views.data(), count);
     WriteRecord(run.report(), report);
     return ZOLT_BURST_OK;

@@ -40,6 +40,8 @@ if(ZOLT_BUILD_TOOLS)
 endif()
 
 if(ZOLT_GSTREAMER_FOUND)
+  # Its own library is in no package yet while packages are made.
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/burst)
   list(APPEND CPACK_COMPONENTS_ALL gstreamer)
   set(CPACK_DEBIAN_GSTREAMER_PACKAGE_NAME gstreamer1.0-zoltburst)
   set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SECTION video)

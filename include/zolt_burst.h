@@ -134,7 +134,8 @@ typedef struct zolt_burst_options {
    * then. */
   int32_t expected_frames;
   uint64_t memory_limit;     /* bytes that a burst may take, 0 (default): no limit */
-  const char* tuning_folder; /* folder of multiframe.xml; null (default): the built-in tuning */
+  const char* tuning_folder; /* folder of multiframe.xml; null (default): the built-in tunings, of which mode
+                              * and fusion choose */
   zolt_burst_hooks hooks;    /* null, null (default): the system's malloc and free */
   zolt_burst_progress progress;
   void* progress_user;

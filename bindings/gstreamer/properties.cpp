@@ -81,8 +81,7 @@ void InstallProperties(GObjectClass* type) {
   // A stream is opened with its settings and keeps them.
   const auto set =
       static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_READY);
-  const auto told =
-      static_cast<GParamFlags>(G_PARAM_READABLE | G_PARAM_STATIC_STRINGS | G_PARAM_EXPLICIT_NOTIFY);
+  const auto told = static_cast<GParamFlags>(G_PARAM_READABLE | G_PARAM_STATIC_STRINGS);
   specs[kWindow] =
       g_param_spec_int("window", "Window", "Frames merged for one result", 2, 10, preset.window, set);
   specs[kDelay] = g_param_spec_int(

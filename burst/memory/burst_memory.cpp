@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "base/alloc_hooks.h"
 #include "burst/memory/layer_vector.h"
 
 namespace zolt {
@@ -104,11 +105,13 @@ std::pmr::memory_resource* LayerMemory() {
   return engine_memory;
 }
 
-EngineMemory::EngineMemory(BurstMemory* memory) : before_(engine_memory) {
+EngineMemory::EngineMemory(BurstMemory* memory) : before_(engine_memory), hooks_before_(CurrentHooks()) {
   engine_memory = memory;
+  ChooseHooks(&kEngineHooks);
 }
 
 EngineMemory::~EngineMemory() {
+  ChooseHooks(&hooks_before_);
   engine_memory = before_;
 }
 

@@ -46,6 +46,7 @@ class BurstMemory : public std::pmr::memory_resource {
 };
 
 /// While it lives, EngineHooks() leads to this memory: the engine's hooks carry no pointer of the caller's.
+/// After it the hooks are those of before, which a session of the engine beside the layer may have chosen.
 /// Under the layer's lock.
 class EngineMemory {
  public:
@@ -58,6 +59,7 @@ class EngineMemory {
 
  private:
   BurstMemory* before_;
+  MfAllocHooks hooks_before_;
 };
 
 }  // namespace zolt

@@ -57,7 +57,7 @@ int32_t PullBurst(zolt_burst_stream* stream, const zolt_burst_picture& output, z
   options.reference = burst.reference;
   if (options.memory_limit > 0)
     options.memory_limit -= KeptFramesNeed(output.width, output.height, stream->window);
-  BurstRun run(options, stream->settings.config, &stream->memory);
+  BurstRun run(options, stream->settings.tunings, &stream->memory);
   run.Run(burst.pictures.data(), static_cast<int>(burst.pictures.size()), burst.known.data(),
           stream->frames.Follower(burst), output);
   TellBurst(run, report, frame_reports, capacity);

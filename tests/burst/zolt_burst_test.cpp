@@ -7,6 +7,7 @@
 #include <set>
 #include <thread>
 
+#include "base/alloc_hooks.h"
 #include "support/hand_held_burst.h"
 #include "support/test_hooks.h"
 #include "support/thread_failure.h"
@@ -332,6 +333,14 @@ TEST(ZoltBurst, ThreadsAtOnceGetWhatOneGets) {
     threads.emplace_back([&result] { result = Clean(SmallBurst().Views()); });
   for (std::thread& thread : threads) thread.join();
   for (const BurstResult& result : results) EXPECT_EQ(result.image, expected.image);
+}
+
+TEST(ZoltBurst, ASessionOfTheEngineBesideItKeepsItsHooks) {
+  const MfAllocHooks own = TestHooks::Hooks();
+  ChooseHooks(&own);
+  EXPECT_EQ(Clean(SmallBurst().Views()).code, ZOLT_BURST_OK);
+  EXPECT_EQ(CurrentHooks().alloc, own.alloc);
+  ChooseHooks(nullptr);
 }
 
 TEST(ZoltBurst, ProgressRisesAndCancelsAnywhere) {

@@ -22,6 +22,11 @@ int ParseNumberOrAuto(const std::string& text, const std::string& option, int au
   return number;
 }
 
+const std::map<std::string, int>& ModeNames() {
+  static const std::map<std::string, int> modes = {{"fine", ZOLT_BURST_FINE}, {"fast", ZOLT_BURST_FAST}};
+  return modes;
+}
+
 namespace {
 
 void AddReadingOptions(CLI::App* command, DenoiseOptions* options) {
@@ -46,7 +51,6 @@ void AddReadingOptions(CLI::App* command, DenoiseOptions* options) {
 void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options) {
   static const std::map<std::string, int> kFusions = {
       {"auto", ZOLT_BURST_FUSION_AUTO}, {"on", ZOLT_BURST_FUSION_AUTO}, {"off", ZOLT_BURST_FUSION_OFF}};
-  static const std::map<std::string, int> kModes = {{"fine", ZOLT_BURST_FINE}, {"fast", ZOLT_BURST_FAST}};
   DenoiseSettings& settings = options->settings;
   command
       ->add_option("FRAMES", options->source.inputs, "images; or a video; or a folder; - is standard input")
@@ -69,7 +73,7 @@ void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options) {
       ->default_str("auto");
   command
       ->add_option("--mode", settings.mode, "fine: most texture, least noise; fast: as a camera has time for")
-      ->transform(CLI::CheckedTransformer(kModes))
+      ->transform(CLI::CheckedTransformer(ModeNames()))
       ->default_str("fine");
   command->add_option("--memory-limit", options->memory_limit,
                       "most memory that the library may take, in bytes or like 800M, with K, M or G");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -31,6 +32,9 @@ struct DenoiseOptions {
 /// --memory-limit, --frames, --start, --size, --sort, --fast-preview, --max-megapixels, -q and -v. `options`
 /// has to live as long as `command`.
 void AddDenoiseOptions(CLI::App* command, DenoiseOptions* options);
+
+/// What --mode may say, for every subcommand that has it.
+const std::map<std::string, int>& ModeNames();
 
 struct PreparedBurst {
   std::vector<AnyPicture> frames;

@@ -189,14 +189,16 @@ PageRows SettingsRows(const ReportSettings& settings, const PreparedBurst& burst
 }
 
 // The keys without a band and those of the band that served the burst.
-PageRows TuningRows(const DenoiseSettings& settings, int band) {
+PageRows TuningRows(const DenoiseSettings& settings, const zolt_burst_report& told) {
   MfConfig config;
   const bool built_in = settings.config_folder.empty();
-  if (LoadTuning(built_in ? nullptr : settings.config_folder.c_str(), &config) != ZOLT_BURST_OK) return {};
+  const TuningKind kind = KindOf(told.mode, told.fused != 0);
+  if (LoadTuning(built_in ? nullptr : settings.config_folder.c_str(), kind, &config) != ZOLT_BURST_OK)
+    return {};
   PageRows rows;
   for (int i = 0; i < kConfigKeys; ++i) {
     const ConfigKey key = ConfigKeyAt(i);
-    if (key.band != 0 && key.band != band) continue;
+    if (key.band != 0 && key.band != told.band) continue;
     std::ostringstream value;
     const int count = key.meaning->type == ConfigType::kIntList ? kChromaNrEntries : 1;
     for (int k = 0; k < count; ++k) {
@@ -294,7 +296,7 @@ ReportPage MakeReport(const ReportSettings& settings) {
     page.frames.push_back(FrameRow(burst.frame_files[i], result.frames[i].told));
   page.timing = TimingOf(result);
   page.settings = SettingsRows(settings, burst, info);
-  page.tuning = TuningRows(burst.settings, result.report.band);
+  page.tuning = TuningRows(burst.settings, result.report);
   return page;
 }
 

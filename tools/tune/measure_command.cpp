@@ -24,10 +24,11 @@ constexpr const char* kExamples = R"(Examples:
   zolt-burst measure bursts/*                      with the built-in tuning
   zolt-burst measure bursts/* --config mine --json
   zolt-burst measure bursts/* --iso auto           in the band that the measured noise asks for
+  zolt-burst measure bursts/* --mode fast          leaves fine mode out, which takes longer
 
 A folder is one that 'zolt-burst tune' takes. Figures are against its truth, inside the border: of the first frame,
-of mean.png if 'simulate --mean' left it there, of the frames folded together without any filter, and of the result of
-fast mode, which the tuning is for.)";
+of mean.png if 'simulate --mean' left it there, of the frames folded together without any filter, and of the results
+of fast and fine mode. A burst whose last frame is fused has the result of fast mode alone.)";
 
 struct Options {
   std::vector<std::string> folders;
@@ -35,8 +36,17 @@ struct Options {
   std::string iso = "told";
   TuneBurstNeeds needs;
   int jobs = UsableProcessors();
-  bool fine = false;
+  std::string mode = "both";
   bool json = false;
+
+  bool Tells(const char* name, bool fused) const {
+    return mode == "both" || mode == name || (fused && std::string(name) == "fast");
+  }
+};
+
+/// A burst under the tunings of both modes.
+struct Scores {
+  TuneScore fast, fine;
 };
 
 struct Stage {
@@ -45,22 +55,15 @@ struct Stage {
 };
 
 // A fused burst has no merge that its truth could be held against.
-std::vector<Stage> StagesOf(const TuneBurst& burst, const TuneScore& score, const Options& options) {
+std::vector<Stage> StagesOf(const TuneBurst& burst, const Scores& scores, const Options& options) {
   const int border = options.needs.border;
   const TuneJudge judge(burst, border);
   std::vector<Stage> stages = {{"first", judge.Judge(burst.first(), true)}};
   if (burst.mean.width == burst.width() && burst.mean.height == burst.height())
     stages.push_back({"mean", judge.Judge(burst.mean, true)});
-  if (!burst.fused) stages.push_back({"merged", score.merged});
-  stages.push_back({options.fine ? "fast" : "result", score.result});
-  if (options.fine && !burst.fused) {
-    DenoiseSettings settings;
-    settings.config_folder = options.config_folder;
-    settings.iso = score.iso;
-    settings.reference = 0;
-    stages.push_back(
-        {"fine", judge.Judge(YuvOf(DenoiseBurst(ViewsOf(burst.frames), settings).picture), true)});
-  }
+  if (!burst.fused) stages.push_back({"merged", scores.fast.merged});
+  if (options.Tells("fast", burst.fused)) stages.push_back({"fast", scores.fast.result});
+  if (!burst.fused && options.Tells("fine", false)) stages.push_back({"fine", scores.fine.result});
   return stages;
 }
 
@@ -89,10 +92,30 @@ void TellText(const TuneBurst& burst, int iso, const std::vector<Stage>& stages,
   }
 }
 
+// Those of the bursts that are fused, or those that are not: a tuning is for one kind.
+void Evaluate(const std::vector<TuneBurst>& bursts, bool fused, const Options& options,
+              std::vector<Scores>* scores) {
+  std::vector<const TuneBurst*> handles;
+  std::vector<Scores*> places;
+  for (size_t i = 0; i < bursts.size(); ++i) {
+    if (bursts[i].fused != fused) continue;
+    handles.push_back(&bursts[i]);
+    places.push_back(&(*scores)[i]);
+  }
+  if (handles.empty()) return;
+  TuneWorkers workers(handles, options.needs.border, true, options.jobs);
+  const MfConfig fast_config = ReadTuning(options.config_folder, KindOf(ZOLT_BURST_FAST, fused));
+  const auto fast = workers.Evaluate(fast_config, TuneWorkers::Depth::kResult);
+  for (size_t i = 0; i < places.size(); ++i) places[i]->fast = fast[i];
+  if (fused || !options.Tells("fine", false)) return;
+  const MfConfig fine_config = ReadTuning(options.config_folder, TuningKind::kFine);
+  const auto fine = workers.Evaluate(fine_config, TuneWorkers::Depth::kFine);
+  for (size_t i = 0; i < places.size(); ++i) places[i]->fine = fine[i];
+}
+
 void Run(Options options, std::ostream& out) {
   const bool told = options.iso == "told";
   const int named = told ? -1 : ParseNumberOrAuto(options.iso, "--iso", 0, 1);
-  const MfConfig config = ReadTuning(options.config_folder);
   options.needs.iso = named;
   options.needs.fusion = true;
   // As many at a time as there are processes, so that not all of them are in memory.
@@ -105,14 +128,11 @@ void Run(Options options, std::ostream& out) {
       bursts.push_back(LoadTuneBurst(options.folders[i], options.needs));
       if (!told) bursts.back().iso = named;
     }
-    std::vector<const TuneBurst*> handles;
-    handles.reserve(bursts.size());
-    for (const TuneBurst& burst : bursts) handles.push_back(&burst);
-    TuneWorkers workers(handles, options.needs.border, true, options.jobs);
-    const std::vector<TuneScore> scores = workers.Evaluate(config, TuneWorkers::Depth::kResult);
+    std::vector<Scores> scores(bursts.size());
+    for (const bool fused : {false, true}) Evaluate(bursts, fused, options, &scores);
     for (size_t i = 0; i < bursts.size(); ++i) {
       const std::vector<Stage> stages = StagesOf(bursts[i], scores[i], options);
-      const int iso = scores[i].iso;
+      const int iso = scores[i].fast.iso;
       options.json ? TellJson(bursts[i], iso, stages, out) : TellText(bursts[i], iso, stages, out);
       progress.Step();
     }
@@ -138,8 +158,9 @@ void AddMeasureCommand(CLI::App& app, std::ostream& out) {
       ->capture_default_str();
   command->add_option("--jobs", options->jobs, "processes at a time (default: one for each CPU)")
       ->check(CLI::Range(1, 1024));
-  command->add_flag("--fine", options->fine,
-                    "tell what fine mode gives too; the tuning's result is fast mode's");
+  command->add_option("--mode", options->mode, "whose results are told: fast, fine or both")
+      ->check(CLI::IsMember({"fast", "fine", "both"}))
+      ->capture_default_str();
   command->add_flag("--json", options->json, "a line of JSON for each burst");
   command->callback([options, &out] { Run(*options, out); });
 }

@@ -46,10 +46,6 @@ double CentreIso(int band, const MfConfig& config) {
   return std::max(2.0 * config.bands[band - 1].isovalue, double(iso));
 }
 
-std::vector<TuneKey> PlainKeys(bool with_fusion) {
-  return GhostKeys(with_fusion) + LumaKeys() + ChromaKeys();
-}
-
 TuneScore FirstFrames(const std::vector<const TuneBurst*>& bursts, int border) {
   std::vector<TuneScore> scores;
   for (const TuneBurst* burst : bursts) {
@@ -77,6 +73,12 @@ TuneBands::TuneBands(const TuneSettings& settings, const std::vector<TuneBurst>&
   if (settings_.jobs <= 0) settings_.jobs = UsableProcessors();
   for (int band = 0; band < kIsoBands; ++band)
     notes_.bands[band] = BandRange(band, config_) + ": as in the file that the tuning started from";
+}
+
+// But for the fusion's. Fine mode has a filter of its own, which no key turns.
+std::vector<TuneKey> TuneBands::TunedKeys() const {
+  const std::vector<TuneKey> ghost = GhostKeys(settings_.fusion);
+  return fine() ? ghost : ghost + LumaKeys() + ChromaKeys();
 }
 
 TuneBands::Bursts TuneBands::BurstsOf(int band, bool fused) const {
@@ -107,7 +109,7 @@ double TuneBands::ValueOf(const MfConfig& config, const std::string& place, int 
   const std::string band_place = BandName(band) + " " + place;
   if (const auto known = state_->Find(band_place, point)) return *known;
   const std::vector<TuneScore> scores =
-      workers->Evaluate(config, merged ? TuneWorkers::Depth::kMerged : TuneWorkers::Depth::kResult);
+      workers->Evaluate(config, merged ? TuneWorkers::Depth::kMerged : ResultDepth());
   double sum = 0;
   for (size_t i = 0; i < scores.size(); ++i) {
     const double below = merged_luma_.empty() ? 0 : merged_luma_[i];
@@ -147,7 +149,7 @@ void TuneBands::RunPhase(const Phase& phase) {
 
 // The band starts as in the file, or as the band before it came out, whichever is better.
 void TuneBands::ChooseStart(int band, TuneWorkers* workers) {
-  const std::vector<TuneKey> keys = PlainKeys(settings_.fusion);
+  const std::vector<TuneKey> keys = TunedKeys();
   IsoBand& own = config_.bands[band];
   SetValues(keys, ValuesOf(keys, own), &own);  // on the grid of the search
   int before = band - 1;
@@ -179,8 +181,21 @@ void TuneBands::TunePlain(int band, const Bursts& bursts) {
   RunPhase({"luma keys", band, &workers, kResultPlace, LumaKeys(), 0.2, 2 * fifth});
   RunPhase({"chroma keys", band, &workers, kResultPlace, ChromaKeys(), 0.2, fifth});
   TryMedian(band, &workers);
-  RunPhase({"all keys", band, &workers, kResultPlace, PlainKeys(settings_.fusion), 0.06, fifth});
+  RunPhase({"all keys", band, &workers, kResultPlace, TunedKeys(), 0.06, fifth});
   const TuneScore after = MeanScore(workers.Evaluate(config_, TuneWorkers::Depth::kResult));
+  tuned_[band] = true;
+  Tell(band, bursts, before, after);
+}
+
+// There is no merge that a result could fall below: what the merge loses, fine mode takes from the reference.
+void TuneBands::TuneFine(int band, const Bursts& bursts) {
+  TuneWorkers workers = StartWorkers(bursts);
+  const TuneScore before = MeanScore(workers.Evaluate(config_, TuneWorkers::Depth::kFine));
+  ChooseStart(band, &workers);
+  RunPhase(
+      {"ghost keys", band, &workers, kResultPlace, GhostKeys(settings_.fusion), 0.2, settings_.evaluations});
+  TuneScore after = MeanScore(workers.Evaluate(config_, TuneWorkers::Depth::kFine));
+  after.merged = MeanScore(workers.Evaluate(config_, TuneWorkers::Depth::kMerged)).merged;
   tuned_[band] = true;
   Tell(band, bursts, before, after);
 }
@@ -251,7 +266,7 @@ void TuneBands::Tell(int band, const Bursts& bursts, const TuneScore& before, co
 
 // Bands that no burst reached, between two that were tuned: linear in the logarithm of ISO.
 void TuneBands::FillGaps() {
-  const std::vector<TuneKey> keys = PlainKeys(settings_.fusion);
+  const std::vector<TuneKey> keys = TunedKeys();
   for (int band = 0; band < kIsoBands; ++band) {
     int below = band, above = band;
     while (below >= 0 && !tuned_[below]) --below;
@@ -267,7 +282,7 @@ void TuneBands::FillGaps() {
       const int b = key.Get(config_.bands[above]);
       key.Set(&config_.bands[band], static_cast<int>(std::lround(a + share * (b - a))));
     }
-    config_.bands[band].lumaMed = config_.bands[share < 0.5 ? below : above].lumaMed;
+    if (!fine()) config_.bands[band].lumaMed = config_.bands[share < 0.5 ? below : above].lumaMed;
     notes_.bands[band] = BandRange(band, config_) + ": no bursts; interpolated from " + BandName(below) +
                          " and " + BandName(above) + ", linear in the logarithm of ISO";
   }
@@ -276,7 +291,7 @@ void TuneBands::FillGaps() {
 void TuneBands::TuneBand(int band) {
   const Bursts plain = BurstsOf(band, false);
   const Bursts fused = BurstsOf(band, true);
-  if (!plain.empty()) TunePlain(band, plain);
+  if (!plain.empty()) fine() ? TuneFine(band, plain) : TunePlain(band, plain);
   if (!fused.empty()) TuneFusion(band, fused);
 }
 

@@ -13,6 +13,7 @@
 #include "tune/tune_score.h"
 #include "tune/tune_state.h"
 #include "tune/tune_workers.h"
+#include "zolt_burst.h"
 
 namespace zolt {
 
@@ -23,10 +24,11 @@ struct TuneSettings {
   int evaluations = 200;  // of each band
   int jobs = 0;           // 0: one for each CPU
   bool fusion = false;
+  int mode = ZOLT_BURST_FAST;  // whose result counts
 };
 
 /// Tunes one band after the other: ghost keys on the merge alone, then the spatial keys, then all of them
-/// together, and last the fusion's.
+/// together, and last the fusion's. Of fine mode the ghost keys alone, on its results.
 class TuneBands {
  public:
   /// All but the settings outlive this.
@@ -45,6 +47,7 @@ class TuneBands {
 
   void TuneBand(int band);
   void TunePlain(int band, const Bursts& bursts);
+  void TuneFine(int band, const Bursts& bursts);
   void TuneFusion(int band, const Bursts& bursts);
   void TuneDetailMin();
   void ChooseStart(int band, TuneWorkers* workers);
@@ -55,6 +58,11 @@ class TuneBands {
   void Tell(int band, const Bursts& bursts, const TuneScore& before, const TuneScore& after);
   void FillGaps();
   void Show(const std::string& text) const;
+  bool fine() const { return settings_.mode == ZOLT_BURST_FINE; }
+  TuneWorkers::Depth ResultDepth() const {
+    return fine() ? TuneWorkers::Depth::kFine : TuneWorkers::Depth::kResult;
+  }
+  std::vector<TuneKey> TunedKeys() const;
   TuneWorkers StartWorkers(const Bursts& bursts) const;
   Bursts BurstsOf(int band, bool fused) const;
 

@@ -8,6 +8,7 @@
 #include "common/file_io.h"
 #include "common/progress.h"
 #include "common/stop_request.h"
+#include "denoise/denoise_options.h"
 #include "tune/tune_bands.h"
 
 namespace zolt {
@@ -18,6 +19,7 @@ constexpr const char* kExamples = R"(Examples:
   zolt-burst tune bursts/* -o multiframe.xml --config mine      from those in mine/multiframe.xml
   zolt-burst tune bursts/* -o multiframe.xml --chroma 0.25 --trail 4
   zolt-burst tune bursts/* fused/* -o multiframe.xml --fusion
+  zolt-burst tune bursts/* -o multiframe.xml --mode fine        ghost thresholds, on what fine mode makes of them
   zolt-burst tune shots/* -o multiframe.xml --iso 800           photographs without EXIF
 
 A folder is one of 'zolt-burst simulate', or holds a burst's images and, as truth.png, the noise-free picture of the
@@ -59,6 +61,7 @@ std::string FingerprintOf(const TuneSettings& settings, const std::vector<TuneBu
   const TuneWeights& w = settings.weights;
   for (const double weight : {w.luma, w.chroma, w.ssim, w.trail, w.below}) print.AddValue(weight);
   print.AddValue(settings.border);
+  print.AddValue(settings.mode);
   print.Add(&start, sizeof start);
   const auto add_picture = [&](const YuvPicture& p) {
     for (const auto* plane : {&p.y, &p.u, &p.v}) print.Add(plane->data(), plane->size());
@@ -95,9 +98,10 @@ std::string HeadOf(const Options& options, bool finished) {
   std::ostringstream text;
   text
       << "Tuning of the multi-frame noise reduction, written by 'zolt-burst tune' from "
-      << options.folders.size() << " bursts with known truth" << (finished ? "" : ", stopped on the way")
-      << ". Weights: luma " << w.luma << ", chroma " << w.chroma << ", ssim " << w.ssim << ", trail "
-      << w.trail << ", below " << w.below
+      << options.folders.size() << " bursts with known truth for "
+      << (options.settings.mode == ZOLT_BURST_FINE ? "fine" : "fast") << " mode"
+      << (finished ? "" : ", stopped on the way") << ". Weights: luma " << w.luma << ", chroma " << w.chroma
+      << ", ssim " << w.ssim << ", trail " << w.trail << ", below " << w.below
       << ". The line above must stay the first one. A burst takes the first band whose isovalue is not below "
          "its ISO. Figures of a band are means over its bursts.";
   return text.str();
@@ -106,7 +110,9 @@ std::string HeadOf(const Options& options, bool finished) {
 int Run(Options options, std::ostream& out) {
   TuneSettings& settings = options.settings;
   CheckOutput(options.output);
-  const MfConfig start = ReadTuning(settings.config_folder);
+  if (settings.mode == ZOLT_BURST_FINE && settings.fusion)
+    FailUsage("--fusion: fused bursts are finished as in fast mode, so it goes with --mode fast alone");
+  const MfConfig start = ReadTuning(settings.config_folder, KindOf(settings.mode, settings.fusion));
   const std::vector<TuneBurst> bursts = LoadAll(options);
   const std::string state_path = options.output + ".state.json";
   std::error_code ignored;
@@ -137,6 +143,11 @@ void AddTuneCommand(CLI::App& app, int* exit_code, std::ostream& out) {
   command->add_option("-o,--output", options->output, "the tuning file to write")->required();
   command->add_option("--config", settings.config_folder,
                       "folder of the multiframe.xml to start from (default: the built-in tuning)");
+  command
+      ->add_option("--mode", settings.mode,
+                   "fast: all keys; fine: the ghost thresholds, the only keys that fine mode uses")
+      ->transform(CLI::CheckedTransformer(ModeNames()))
+      ->default_str("fast");
   command->add_option("--evaluations", settings.evaluations, "tunings to look at in each band")
       ->check(CLI::Range(5, 1000000))
       ->capture_default_str();

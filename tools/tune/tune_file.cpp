@@ -5,7 +5,6 @@
 #include <pugixml.hpp>
 #include <sstream>
 
-#include "burst/tuning.h"
 #include "common/errors.h"
 #include "config/config_keys.h"
 #include "config/xml_document.h"
@@ -88,10 +87,10 @@ MfConfig ReadTuneFile(const std::string& path) {
   return config;
 }
 
-MfConfig ReadTuning(const std::string& folder) {
+MfConfig ReadTuning(const std::string& folder, TuningKind kind) {
   if (!folder.empty()) return ReadTuneFile((std::filesystem::path(folder) / "multiframe.xml").string());
   MfConfig config;
-  const int32_t result = LoadTuning(nullptr, &config);
+  const int32_t result = LoadTuning(nullptr, kind, &config);
   if (result != ZOLT_BURST_OK) throw LibraryRefused(result, "the built-in tuning");
   return config;
 }

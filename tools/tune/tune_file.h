@@ -3,6 +3,7 @@
 #include <array>
 #include <string>
 
+#include "burst/tuning.h"
 #include "config/configuration.h"
 
 namespace zolt {
@@ -16,8 +17,8 @@ struct TuneFileNotes {
 /// The values of a tuning file as the library reads it. ToolError (file) if it doesn't load.
 MfConfig ReadTuneFile(const std::string& path);
 
-/// Of multiframe.xml in `folder`, or the built-in ones if that is empty.
-MfConfig ReadTuning(const std::string& folder);
+/// Of multiframe.xml in `folder`, or the built-in ones of `kind` if that is empty.
+MfConfig ReadTuning(const std::string& folder, TuningKind kind);
 
 /// A whole multiframe.xml: the declaration first, every key with its meaning.
 std::string TuneFileText(const MfConfig& config, const TuneFileNotes& notes);

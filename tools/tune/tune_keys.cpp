@@ -26,8 +26,9 @@ struct MotionLevels {
 // simulated bursts lack, count as motion below 10: of a real hand-held burst of eight frames, 8 levels lose
 // one frame, 6 lose four.
 constexpr MotionLevels kForFusion = {10, 7};
-// Bursts that are only merged have what is best on them.
-constexpr MotionLevels kForMerging = {1, 1};
+// Bursts that are only merged may have less. With 1 level of luma the search ends at a cliff: noise counts as
+// motion, and at ISO 200 whole frames of one burst came in or went out, for 3 dB more or 2.5 dB less.
+constexpr MotionLevels kForMerging = {3, 1};
 
 // The library drops the low four bits of these, so only whole steps of 16 differ.
 TuneKey Ghost(const char* name, int low, int high, bool ratio, int32_t IsoBand::*member) {

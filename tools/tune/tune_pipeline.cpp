@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "burst/burst_run.h"
+#include "burst/fine_finish.h"
 #include "burst/placed_planes.h"
 #include "config/iso_selection.h"
 #include "denoise/denoise_run.h"
@@ -64,7 +65,8 @@ void TunePipeline::PlaceFrames(const MfConfig& config) {
   options.iso = burst_.iso;
   options.reference = 0;
   options.fusion = burst_.fused ? ZOLT_BURST_FUSION_AUTO : ZOLT_BURST_FUSION_OFF;
-  BurstRun run(options, config, &memory_);
+  const Tunings tunings = {config, config, config};
+  BurstRun run(options, tunings, &memory_);
   try {
     run.Choose(frames.data(), static_cast<int>(frames.size()));
   } catch (const BurstStopped& stopped) {
@@ -96,15 +98,19 @@ void TunePipeline::Hear(void* user, const FrameObservation& seen) {
   self->kept_.luma_level = seen.luma_level;
 }
 
-void TunePipeline::RunAll(const MfConfig& config) {
+void TunePipeline::FoldAll(const MfConfig& config) {
   Check(merge_.Start(config, iso_, work_, reference_.data()));
   for (const Placed& frame : placed_) {
     if (!frame.fuse) {
       Check(merge_.Fold(frame.index, frame.block.data(), frame.outside.data(), frame.motion));
     } else if (merge_.merged() >= MergeSession::kFewestFused) {
-      Check(merge_.Fuse(frame.index, frame.block.data(), frame.motion));
+      Check(merge_.Fuse(config, frame.index, frame.block.data(), frame.motion));
     }
   }
+}
+
+void TunePipeline::RunAll(const MfConfig& config) {
+  FoldAll(config);
   if (!merge_.ended()) Check(merge_.End());
 }
 
@@ -164,6 +170,17 @@ YuvPicture TunePipeline::Finished(const MfConfig& config) {
   std::vector<uint8_t> image = kept_.image;
   Filter(config, &image);
   return PictureOf(&image);
+}
+
+YuvPicture TunePipeline::Fine(const MfConfig& config) {
+  if (burst_.fused) return Finished(config);
+  FoldAll(config);
+  FineFinish fine(&memory_);
+  const zolt_burst_picture first = ViewOf(burst_.first());
+  if (!fine.Finish(merge_, work_, first)) return Finished(config);
+  YuvPicture picture(burst_.width(), burst_.height());
+  WritePicture(fine.luma(), fine.chroma(), &first, ViewOf(picture), &memory_);
+  return picture;
 }
 
 }  // namespace zolt

@@ -32,6 +32,8 @@ class TunePipeline {
   /// What zolt_burst_denoise gives for the burst with this tuning and ISO and reference 0, byte for byte.
   /// LibraryRefused.
   YuvPicture Finished(const MfConfig& config);
+  /// The same of fine mode; of a fused burst, or where the noise can't be told, it is Finished().
+  YuvPicture Fine(const MfConfig& config);
 
  private:
   /// A frame that takes part, in its place.
@@ -52,6 +54,7 @@ class TunePipeline {
   static void Hear(void* user, const FrameObservation& seen);
   void PlaceFrames(const MfConfig& config);
   void Check(int32_t result) const;
+  void FoldAll(const MfConfig& config);
   void RunAll(const MfConfig& config);
   void MergeUnder(const MfConfig& config);
   void Filter(const MfConfig& config, std::vector<uint8_t>* image);

@@ -65,6 +65,10 @@ class Bench {
   TuneScore Score(const Request& request) {
     TuneScore score;
     score.iso = pipeline_.iso();
+    if (request.depth == TuneWorkers::Depth::kFine) {
+      score.result = judge_.Judge(pipeline_.Fine(request.config), with_ssim_);
+      return score;
+    }
     score.merged = judge_.Judge(fused_ ? *first_ : pipeline_.Merged(request.config), with_ssim_);
     score.result = request.depth == TuneWorkers::Depth::kMerged
                        ? score.merged

@@ -18,6 +18,7 @@ class TuneWorkers {
   enum class Depth {
     kMerged,  // the merge alone counts as the result
     kResult,
+    kFine,  // the result is fine mode's, and the merge is not looked at
   };
 
   /// At most `jobs` processes. ToolError (file) if none can be started.

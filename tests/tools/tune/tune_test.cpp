@@ -14,6 +14,7 @@
 #include "denoise/burst_frames.h"
 #include "denoise/denoise_run.h"
 #include "denoise/layer_pictures.h"
+#include "media/colour.h"
 #include "media/media_read.h"
 #include "media/media_write.h"
 #include "tools/support/interrupt_soon.h"
@@ -44,7 +45,7 @@ class Tune : public ToolProgram {
 
   // A folder with a tuning that anyone can better: every band filters far too much.
   std::string PoorStart() {
-    MfConfig config = ReadTuning("");
+    MfConfig config = ReadTuning("", TuningKind::kPlain);
     for (IsoBand& band : config.bands) {
       for (const TuneKey& key : LumaKeys() + ChromaKeys()) key.Set(&band, key.Value(0.9));
       for (const TuneKey& key : GhostKeys(false)) key.Set(&band, key.Value(0.7));
@@ -63,7 +64,7 @@ void ExpectEqual(const YuvPicture& a, const YuvPicture& b) {
 // The shortcut past the merge must give what denoise gives, for both filters, for a last frame that is fused,
 // for one that is left out, and where the noise is measured.
 TEST_F(Tune, EveryTuningIsMeasuredOnTheLibrarysOwnResult) {
-  MfConfig config = ReadTuning("");
+  MfConfig config = ReadTuning("", TuningKind::kPlain);
   config.LumaEnhancementFlag = 1;
   config.lumaTH = config.peakTH = 2560;
   config.maxGain = 20;
@@ -99,7 +100,7 @@ TEST_F(Tune, EveryTuningIsMeasuredOnTheLibrarysOwnResult) {
 }
 
 TEST_F(Tune, AFileHoldsWhatWasWrittenAndNothingToFindFaultWith) {
-  MfConfig config = ReadTuning("");
+  MfConfig config = ReadTuning("", TuningKind::kPlain);
   config.ghostTH = 0.125f;
   for (int band = 0; band < kIsoBands; ++band) {
     for (int i = 0; i < kChromaNrEntries; ++i) config.bands[band].chromaNrLUT[i] = 40 * band + i;
@@ -253,6 +254,31 @@ TEST_F(Tune, FusionKeysAreTunedOnFusedBursts) {
   EXPECT_NE(std::memcmp(&after, &before, sizeof after), 0);
 }
 
+// By the bytes of what denoise gives, with its files for both kinds of bursts and both modes.
+TEST_F(Tune, FineModesTuningTurnsGhostThresholdsAloneAndOnItsOwnResults) {
+  const std::string moving = Simulate("moving", 4, 1600, {"--ghost"});
+  const TuneBurst burst = LoadTuneBurst(moving, {});
+  TunePipeline pipeline(burst, ReadTuning("", TuningKind::kFine));
+  DenoiseSettings settings;
+  settings.iso = 1600;
+  settings.reference = 0;
+  const MfConfig fine = ReadTuning("", TuningKind::kFine);
+  ExpectEqual(pipeline.Fine(fine), YuvOf(DenoiseBurst(ViewsOf(burst.frames), settings).picture));
+
+  const std::string start = PoorStart();
+  const std::vector<std::string> tune = {"tune", moving,   "-o",   Path("fine.xml"), "--config",
+                                         start,  "--mode", "fine", "--evaluations",  "12"};
+  ASSERT_EQ(Run(tune), kExitDone) << err_;
+  const MfConfig before = ReadTuneFile(start + "/multiframe.xml");
+  MfConfig after = ReadTuneFile(Path("fine.xml"));
+  const TuneJudge judge(burst, 16);
+  EXPECT_GT(Objective(judge.Judge(pipeline.Fine(after), false), 0, {}),
+            Objective(judge.Judge(pipeline.Fine(before), false), 0, {}));
+  SetValues(GhostKeys(false), ValuesOf(GhostKeys(false), before.bands[4]), &after.bands[4]);
+  EXPECT_EQ(std::memcmp(&after, &before, sizeof after), 0);
+  EXPECT_EQ(Run({"tune", moving, "-o", Path("x.xml"), "--mode", "fine", "--fusion"}), kExitUsage);
+}
+
 TEST_F(Tune, WhatCantServeIsRefusedByName) {
   std::string text;
   const auto refused = [&](const std::string& folder, const TuneBurstNeeds& needs, const std::string& why) {
@@ -310,12 +336,14 @@ TEST_F(Tune, MeasureTellsEachStage) {
   // Four frames in place halve the noise: 6 dB, less what rounding adds.
   EXPECT_NEAR(told["mean"]["psnr_luma"].get<double>() - first.psnr_luma, 6, 0.8);
   EXPECT_GT(told["merged"]["psnr_luma"], told["first"]["psnr_luma"]);
+  EXPECT_NE(told["fast"], told["fine"]);
   std::getline(lines, line);
   EXPECT_FALSE(nlohmann::json::parse(line).contains("mean"));
   EXPECT_EQ(nlohmann::json::parse(line)["iso"], 1600);
-  ASSERT_EQ(Run({"measure", still, "--iso", "400", "--json"}), kExitDone) << err_;
+  ASSERT_EQ(Run({"measure", still, "--iso", "400", "--mode", "fine", "--json"}), kExitDone) << err_;
   EXPECT_EQ(nlohmann::json::parse(out_)["iso"], 400);
   EXPECT_EQ(nlohmann::json::parse(out_)["told_iso"], 1600);
+  EXPECT_TRUE(nlohmann::json::parse(out_).contains("fine") && !nlohmann::json::parse(out_).contains("fast"));
   EXPECT_EQ(Run({"measure", still, "--iso", "none"}), kExitUsage);
   EXPECT_EQ(Run({"simulate", "-o", Path("x"), "--mean", "--ghost"}), kExitUsage);
 }
