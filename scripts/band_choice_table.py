@@ -12,7 +12,7 @@ MOST_MEAN, MOST = 0.12, 1.0  # dB
 def luma(folder, iso):
     with open(os.path.join(folder, f"{iso}.json"), encoding="utf-8") as lines:
         rows = [json.loads(line) for line in lines]
-    return {os.path.basename(row["folder"]): row["result"]["psnr_luma"] for row in rows}
+    return {os.path.basename(row["folder"]): row["fast"]["psnr_luma"] for row in rows}
 
 
 def group(burst):
