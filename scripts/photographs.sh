@@ -31,3 +31,22 @@ forget_old_bursts() {
   [ "$(cat "$1/camera.sum" 2>/dev/null)" = "$sum" ] || rm -rf "$1/bursts" "$1"/*.state.json "$1/start"
   echo "$sum" >"$1/camera.sum"
 }
+
+# judged_burst ISO FRAMES PHOTO KIND: simulates a burst into $work/bursts unless it is there, and adds it to `folders`. KIND:
+# phone (a phone's correlated noise), white, tripod (a phone's, nothing moves) or jpeg (the phone's burst, compressed).
+judged_burst() {
+  local folder=$work/bursts/$3-$4-$1-$2 options=() photo
+  case $4 in white) options=(--white) ;; tripod) options=(--motion 0) ;; esac
+  folders+=("$folder")
+  [ -f "$folder/burst.json" ] && return
+  if [ "$4" = jpeg ]; then
+    cp -r "$work/bursts/$3-phone-$1-$2" "$folder"
+    mogrify -format jpg -quality 90 -sampling-factor 2x2 "$folder"/frame*.png
+    rm "$folder"/frame*.png
+    sed -i 's/\(frame[^"]*\)\.png/\1.jpg/' "$folder/burst.json"
+  else
+    photo=$(photograph "$3")
+    "$ZOLT_BURST" simulate ${photo:+"$photo"} -o "$folder" --iso "$1" --frames "$2" --crop 960x720 \
+      --seed "$(($1 + $2))" --mean "${options[@]}"
+  fi
+}

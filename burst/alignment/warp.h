@@ -14,9 +14,7 @@ struct PlaneGrid {
   double offset;
 };
 inline constexpr PlaneGrid kLumaGrid = {1, 0};
-inline constexpr PlaneGrid kChromaGrid = {2, 0.5};          ///< 4:2:0, a sample in the middle of four pixels
-inline constexpr PlaneGrid kDoubleLumaGrid = {0.5, -0.25};  ///< twice the size, the same area
-inline constexpr PlaneGrid kDoubleChromaGrid = {1, 0};      ///< 4:2:0 beside kDoubleLumaGrid
+inline constexpr PlaneGrid kChromaGrid = {2, 0.5};  ///< 4:2:0, a sample in the middle of four pixels
 
 /// What WarpPlane wants: takes pixels of `out` to pixels of `from`, for a motion between luma planes of
 /// native size.

@@ -13,6 +13,9 @@
 namespace zolt {
 namespace {
 
+/// Twice the size, the same area, and 4:2:0 chroma beside it.
+constexpr PlaneGrid kDoubleLumaGrid = {0.5, -0.25}, kDoubleChromaGrid = {1, 0};
+
 /// Planes in blocks of exactly their size.
 struct Plane {
   Plane(int w, int h, uint8_t value = 77) : width(w), height(h), bytes(static_cast<size_t>(w) * h, value) {}
