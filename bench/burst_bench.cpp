@@ -154,14 +154,22 @@ class Engine {
   Engine(benchmark::State& state, bool fusion)
       : state_(state), burst_(BurstOf(state.range(0), fusion)), result_(burst_.frames[0].size()) {
     extra_.eis_mode = fusion;
-    Check(zolt_mfInitialize(&session_, "config/", nullptr),
-          "no config/multiframe.xml: run it from the project's folder");
+    Open();
   }
   ~Engine() { zolt_mfUnInitialize(session_); }
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
 
   bool ready() const { return ready_; }
+
+  /// A new session in place of the old one. A burst that is broken off by the first frame of another keeps
+  /// its memory.
+  void Open() {
+    zolt_mfUnInitialize(session_);
+    session_ = nullptr;
+    Check(zolt_mfInitialize(&session_, "config/", nullptr),
+          "no config/multiframe.xml: run it from the project's folder");
+  }
 
   /// Hands over the frames from `begin` to before `end`.
   void Take(int begin, int end) {
@@ -194,6 +202,7 @@ void TimeFrames(benchmark::State& state, bool fusion, int begin, int end) {
   while (engine.ready() && state.KeepRunning()) {
     if (begin > 0) {
       state.PauseTiming();
+      engine.Open();
       engine.Take(0, begin);
       state.ResumeTiming();
     }
