@@ -20,6 +20,7 @@
 #include "simulate/simulate_command.h"
 #include "tune/measure_command.h"
 #include "tune/tune_command.h"
+#include "video/video_command.h"
 
 namespace zolt {
 namespace {
@@ -66,6 +67,7 @@ int RunZoltBurst(int argc, const char* const* argv, std::ostream& out, std::ostr
     AddMeasureCommand(app, out);
     AddReportCommand(app, out);
     AddGroupCommand(app, out, err);
+    AddVideoCommand(app, err);
     AddBatchCommand(app, &exit_code, out);
     AddConfigCheckCommand(app, &exit_code, out);
     AddTuneCommand(app, &exit_code, out);
