@@ -4,16 +4,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
 #include "common/errors.h"
 #include "media/colour.h"
-#include "media/ffmpeg_handles.h"
+#include "media/ffmpeg_frame.h"
 #include "media/frame_source.h"
 #include "media/tiff_pages.h"
 
 extern "C" {
-#include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -71,54 +69,6 @@ class InputFile {
   IoHandle io_;
 };
 
-bool IsRgbLike(AVPixelFormat format) {
-  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
-  return d && ((d->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0 || d->nb_components < 3);
-}
-
-bool IsFullRange(const AVFrame& frame) {
-  switch (frame.format) {
-    case AV_PIX_FMT_YUVJ420P:
-    case AV_PIX_FMT_YUVJ422P:
-    case AV_PIX_FMT_YUVJ444P:
-    case AV_PIX_FMT_YUVJ440P:
-    case AV_PIX_FMT_YUVJ411P:
-      return true;
-    default:
-      return frame.color_range == AVCOL_RANGE_JPEG;
-  }
-}
-
-// The deprecated "yuvj" names say 4:2:0 and full range at once; the scaler wants the two apart.
-AVPixelFormat PlainFormat(int format) {
-  switch (format) {
-    case AV_PIX_FMT_YUVJ420P:
-      return AV_PIX_FMT_YUV420P;
-    case AV_PIX_FMT_YUVJ422P:
-      return AV_PIX_FMT_YUV422P;
-    case AV_PIX_FMT_YUVJ444P:
-      return AV_PIX_FMT_YUV444P;
-    case AV_PIX_FMT_YUVJ440P:
-      return AV_PIX_FMT_YUV440P;
-    case AV_PIX_FMT_YUVJ411P:
-      return AV_PIX_FMT_YUV411P;
-    default:
-      return static_cast<AVPixelFormat>(format);
-  }
-}
-
-int MatrixOf(const AVFrame& frame) {
-  switch (frame.colorspace) {
-    case AVCOL_SPC_BT709:
-      return SWS_CS_ITU709;
-    case AVCOL_SPC_BT2020_NCL:
-    case AVCOL_SPC_BT2020_CL:
-      return SWS_CS_BT2020;
-    default:
-      return SWS_CS_ITU601;
-  }
-}
-
 void CopyPlane(const AVFrame& frame, int index, std::vector<uint8_t>& out, int width, int height) {
   for (int y = 0; y < height; ++y) {
     std::memcpy(&out[size_t(y) * width], frame.data[index] + ptrdiff_t{y} * frame.linesize[index],
@@ -126,39 +76,10 @@ void CopyPlane(const AVFrame& frame, int index, std::vector<uint8_t>& out, int w
   }
 }
 
-// FFmpeg's scaler at unchanged size. Formats and ranges are set before it is made ready: told later, it would
-// already have chosen to copy equal layouts without a look at their range.
-ScalerHandle ScalerFor(const AVFrame& frame, AVPixelFormat to) {
-  ScalerHandle scaler(sws_alloc_context());
-  if (!scaler) FailFile("no memory for a frame");
-  const AVPixelFormat from = PlainFormat(frame.format);
-  const int full = IsRgbLike(from) || IsFullRange(frame) ? 1 : 0;
-  const std::pair<const char*, int> settings[] = {
-      {"srcw", frame.width},
-      {"srch", frame.height},
-      {"src_format", from},
-      {"src_range", full},
-      {"dstw", frame.width},
-      {"dsth", frame.height},
-      {"dst_format", to},
-      {"dst_range", 1},
-      {"sws_flags", SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP | SWS_BITEXACT}};
-  for (const auto& [name, value] : settings) av_opt_set_int(scaler.get(), name, value, 0);
-  av_opt_set(scaler.get(), "sws_dither", "none", 0);
-  if (sws_init_context(scaler.get(), nullptr, nullptr) < 0) FailFile("pixel layout not supported");
-  sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(MatrixOf(frame)), full,
-                           sws_getCoefficients(SWS_CS_ITU601), 1, 0, 1 << 16, 1 << 16);
-  return scaler;
-}
-
 FrameHandle Converted(const AVFrame& frame, AVPixelFormat to) {
-  const ScalerHandle scaler = ScalerFor(frame, to);
-  FrameHandle out(av_frame_alloc());
-  if (!out) FailFile("no memory for a frame");
-  out->width = frame.width;
-  out->height = frame.height;
-  out->format = to;
-  if (av_frame_get_buffer(out.get(), 0) < 0) FailFile("no memory for a frame");
+  const ScalerHandle scaler =
+      ScalerFor(frame, {.format = to, .matrix = SWS_CS_ITU601, .full = true, .dither = false});
+  FrameHandle out = NewFrame(frame.width, frame.height, to);
   sws_scale(scaler.get(), frame.data, frame.linesize, 0, frame.height, out->data, out->linesize);
   return out;
 }
@@ -250,19 +171,6 @@ std::optional<int> IsoOf(const AVFrame& frame) {
     if (iso > 0 && iso < 10000000) return static_cast<int>(iso);
   }
   return std::nullopt;
-}
-
-// A video's matrix of 16.16 numbers, column vectors on the left, as one of Exif's eight.
-std::optional<int> OrientationOf(const AVStream& stream) {
-  size_t size = 0;
-  const uint8_t* data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
-  int32_t m[9];
-  if (!data || size < sizeof m) return std::nullopt;
-  std::memcpy(m, data, sizeof m);
-  const auto sign = [](int32_t v) { return v > 32768 ? 1 : v < -32768 ? -1 : 0; };
-  const int a = sign(m[0]), b = sign(m[1]), c = sign(m[3]), d = sign(m[4]);
-  if (b == 0 && c == 0) return a < 0 ? (d < 0 ? 3 : 2) : (d < 0 ? 4 : kUpright);
-  return b > 0 ? (c < 0 ? 6 : 5) : (c < 0 ? 7 : 8);
 }
 
 class FfmpegSource : public FrameSource {

@@ -1,7 +1,6 @@
 #include "video/video_run.h"
 
 #include <cstdio>
-#include <cstring>
 #include <deque>
 #include <exception>
 #include <memory>
@@ -11,6 +10,7 @@
 #include "common/stop_request.h"
 #include "denoise/denoise_run.h"
 #include "video/channel.h"
+#include "video/video_frames.h"
 #include "video/video_progress.h"
 #include "zolt_burst.h"
 
@@ -25,42 +25,6 @@ struct CleanItem {
   FrameHandle frame, before;
   PacketHandle packet;
 };
-
-zolt_burst_picture ViewOf(const AVFrame& frame) {
-  zolt_burst_picture view = zolt_burst_yuv420(frame.data[0], frame.data[1], frame.data[2], frame.width,
-                                              frame.height, frame.linesize[0], frame.linesize[1], 1);
-  view.row_stride[2] = frame.linesize[2];
-  return view;
-}
-
-FrameHandle NewFrame(const AVFrame& like, int width) {
-  FrameHandle out(av_frame_alloc());
-  if (!out) throw std::bad_alloc();
-  out->format = AV_PIX_FMT_YUV420P;
-  out->width = width;
-  out->height = like.height;
-  if (av_frame_copy_props(out.get(), &like) < 0 || av_frame_get_buffer(out.get(), 0) < 0)
-    throw std::bad_alloc();
-  if (like.format == AV_PIX_FMT_YUVJ420P) out->color_range = AVCOL_RANGE_JPEG;
-  return out;
-}
-
-FrameHandle Beside(const AVFrame& before, const AVFrame& after) {
-  // Chroma has a sample for two pixels: the right half begins at an even one.
-  const int left = before.width & ~1;
-  FrameHandle both = NewFrame(after, left + (after.width & ~1));
-  for (int plane = 0; plane < 3; ++plane) {
-    const int half = plane > 0 ? 1 : 0, width = left >> half, height = (before.height + half) >> half;
-    for (int y = 0; y < height; ++y) {
-      uint8_t* row = both->data[plane] + ptrdiff_t{y} * both->linesize[plane];
-      std::memcpy(row, before.data[plane] + ptrdiff_t{y} * before.linesize[plane],
-                  static_cast<size_t>(width));
-      std::memcpy(row + width, after.data[plane] + ptrdiff_t{y} * after.linesize[plane],
-                  static_cast<size_t>(width));
-    }
-  }
-  return both;
-}
 
 struct CloseStream {
   void operator()(zolt_burst_stream* stream) const { zolt_burst_stream_close(stream); }
@@ -198,7 +162,7 @@ class VideoRun {
       CleanItem item;
       item.before = std::move(waiting_.front());
       waiting_.pop_front();
-      item.frame = NewFrame(*item.before, item.before->width);
+      item.frame = NewFrameLike(*item.before, item.before->width, item.before->height);
       const zolt_burst_picture output = ViewOf(*item.frame);
       zolt_burst_report_init(&report_);
       Check(zolt_burst_stream_pull(stream_.get(), &output, &report_, nullptr, 0));

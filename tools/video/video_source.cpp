@@ -13,9 +13,10 @@
 #include <limits>
 
 #include "common/errors.h"
+#include "common/stop_request.h"
+#include "video/video_frames.h"
 
 extern "C" {
-#include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -24,20 +25,6 @@ namespace {
 
 /// A file that ends this much before its own head says was cut off.
 constexpr double kEndsEarly = 0.5;
-
-// The formats that need no scaler: what the layer takes as it is.
-bool IsPlain(int format) {
-  return format == AV_PIX_FMT_YUV420P || format == AV_PIX_FMT_YUVJ420P;
-}
-
-bool IsFull(const AVFrame& frame) {
-  const auto format = static_cast<AVPixelFormat>(frame.format);
-  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
-  const bool rgb = d != nullptr && (d->flags & AV_PIX_FMT_FLAG_RGB) != 0;
-  const bool named = format == AV_PIX_FMT_YUVJ422P || format == AV_PIX_FMT_YUVJ444P ||
-                     format == AV_PIX_FMT_YUVJ440P || format == AV_PIX_FMT_YUVJ420P;
-  return rgb || named || frame.color_range == AVCOL_RANGE_JPEG;
-}
 
 }  // namespace
 
@@ -79,7 +66,7 @@ class VideoSource::Input {
   static int Read(void* opaque, uint8_t* to, int size) {
     const auto* self = static_cast<Input*>(opaque);
     for (;;) {
-      if (*self->stopped_) return AVERROR_EXIT;
+      if (*self->stopped_ || StopRequest::Heard()) return AVERROR_EXIT;
       pollfd waiting = {self->file_, POLLIN, 0};
       if (poll(&waiting, 1, 200) <= 0) continue;
       const ssize_t n = read(self->file_, to, static_cast<size_t>(size));
@@ -132,6 +119,7 @@ void VideoSource::OpenContainer() {
   format->pb = input_->io();
   format->protocol_whitelist = av_strdup("");
   const int opened = avformat_open_input(&format, nullptr, nullptr, nullptr);  // frees it when it fails
+  if (StopRequest::Heard()) throw ToolError(kExitStopped, "stopped before anything was written");
   if (opened < 0) Fail("is no video that can be read: " + FfmpegReason(opened));
   format_.reset(format);
   const int found = avformat_find_stream_info(format_.get(), nullptr);
@@ -217,8 +205,7 @@ bool VideoSource::Feed(VideoItem* item) {
   }
   const int sent = avcodec_send_packet(decoder_.get(), packet.get());
   // A stream that was joined in its middle begins with what can't be decoded.
-  const bool damaged = (sent < 0 && frames_ > 0) || (packet->flags & AV_PKT_FLAG_CORRUPT) != 0;
-  if (damaged) Fail("is damaged after " + ClockText(reached_) + (sent < 0 ? ": " + FfmpegReason(sent) : ""));
+  if (sent < 0 && frames_ > 0) Fail("is damaged after " + ClockText(reached_) + ": " + FfmpegReason(sent));
   return false;
 }
 
@@ -231,16 +218,12 @@ bool VideoSource::IsInside(const AVPacket& packet) {
 
 // The head of a file tells how long it was meant to be.
 void VideoSource::CheckWhole() const {
-  if (stopped_) return;
+  if (stopped_ || StopRequest::Heard()) return;
   if (!read_all_) Fail("can't be read further than " + ClockText(reached_));
   const bool told =
       format_->duration > 0 && format_->duration_estimation_method == AVFMT_DURATION_FROM_STREAM;
-  const bool head = told || (format_->duration > 0 && format_->iformat->flags & AVFMT_NOFILE);
-  if (!head || options_.duration > 0) return;
-  const double first =
-      format_->start_time != AV_NOPTS_VALUE ? static_cast<double>(format_->start_time) / AV_TIME_BASE : 0;
-  const double whole = first + static_cast<double>(format_->duration) / AV_TIME_BASE;
-  if (reached_ < whole - kEndsEarly)
+  const double whole = std::min(end_, static_cast<double>(format_->duration) / AV_TIME_BASE);
+  if (told && reached_ < whole - kEndsEarly)
     Fail("ends at " + ClockText(reached_) + " of " + ClockText(whole) + ": it was cut off");
 }
 
@@ -282,40 +265,29 @@ bool VideoSource::TakeFrame(VideoItem* item) {
 }
 
 FrameHandle VideoSource::EightBit(const AVFrame& frame) {
-  FrameHandle out(av_frame_alloc());
-  if (!out) Fail("no memory for a frame");
-  if (IsPlain(frame.format)) {
-    if (av_frame_ref(out.get(), &frame) < 0) Fail("no memory for a frame");
+  const AVPixelFormat layout = PlainFormat(frame.format);
+  if (layout == AV_PIX_FMT_YUV420P) {
+    FrameHandle out(av_frame_clone(&frame));
+    if (!out) Fail("no memory for a frame");
     return out;
   }
-  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(layout);
   if (frames_ == 0 && d != nullptr) {
     const int bits = d->comp[0].depth;
     notes_.push_back(std::string("the frames are ") + d->name + ": they are cleaned and written as " +
-                     (bits > 8 ? "8 bits of " : "") + "4:2:0" +
-                     (bits > 8 ? ", not " + std::to_string(bits) : ""));
+                     (bits > 8 ? "8 bits of 4:2:0, not " + std::to_string(bits) : "4:2:0"));
   }
-  out->format = AV_PIX_FMT_YUV420P;
-  out->width = frame.width;
-  out->height = frame.height;
-  if (av_frame_get_buffer(out.get(), 0) < 0 || av_frame_copy_props(out.get(), &frame) < 0)
-    Fail("no memory for a frame");
-  if (!scaler_) {
-    scaler_.reset(sws_getContext(
-        frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width, frame.height,
-        AV_PIX_FMT_YUV420P, SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP, nullptr, nullptr, nullptr));
-    if (!scaler_) Fail("its pixel layout is not supported");
-    // Range and matrix stay what the tags say; RGB becomes BT.601.
-    const int full = IsFull(frame) ? 1 : 0;
-    const int* matrix =
-        sws_getCoefficients(frame.colorspace == AVCOL_SPC_BT709 ? SWS_CS_ITU709 : SWS_CS_ITU601);
-    sws_setColorspaceDetails(scaler_.get(), matrix, full, matrix, full, 0, 1 << 16, 1 << 16);
-  }
-  sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, out->data, out->linesize);
-  if (d != nullptr && (d->flags & AV_PIX_FMT_FLAG_RGB) != 0) {
-    out->colorspace = AVCOL_SPC_SMPTE170M;
-    out->color_range = AVCOL_RANGE_JPEG;
-  }
+  // Range and matrix stay what the tags say; RGB has neither.
+  const bool rgb = IsRgbLike(layout);
+  const bool full = rgb || IsFullRange(frame);
+  FrameHandle out = Scaled(frame,
+                           {.format = AV_PIX_FMT_YUV420P,
+                            .matrix = rgb ? SWS_CS_ITU601 : MatrixOf(frame),
+                            .full = full,
+                            .dither = true},
+                           &scaler_);
+  if (rgb) out->colorspace = AVCOL_SPC_SMPTE170M;
+  if (full) out->color_range = AVCOL_RANGE_JPEG;
   return out;
 }
 

@@ -6,6 +6,8 @@
 
 #include "common/errors.h"
 #include "common/file_io.h"
+#include "media/orientation.h"
+#include "video/video_frames.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -53,19 +55,51 @@ int UsualCrf(const std::string& encoder) {
   return 17;
 }
 
-void CopySideData(const AVStream& from, AVStream* to) {
+void CopySideData(const AVStream& from, bool turned, AVStream* to) {
   for (int i = 0; i < from.nb_side_data; ++i) {
     const AVPacketSideData& data = from.side_data[i];
-    if (data.type == AV_PKT_DATA_CPB_PROPERTIES) continue;
+    if (data.type == AV_PKT_DATA_CPB_PROPERTIES || (turned && data.type == AV_PKT_DATA_DISPLAYMATRIX))
+      continue;
     uint8_t* copy = av_stream_new_side_data(to, data.type, data.size);
     if (copy != nullptr) std::memcpy(copy, data.data, data.size);
   }
 }
 
-void CopyTags(const AVStream& from, AVStream* to) {
-  av_dict_copy(&to->metadata, from.metadata, 0);
+// What the old container said of itself.
+void CopyTags(const AVDictionary* from, AVDictionary** to) {
+  av_dict_copy(to, from, 0);
+  for (const char* own : {"encoder", "major_brand", "minor_version", "compatible_brands", "duration"})
+    av_dict_set(to, own, nullptr, 0);
+}
+
+void CopyStreamTags(const AVStream& from, bool turned, AVStream* to) {
+  CopyTags(from.metadata, &to->metadata);
   to->disposition = from.disposition;
-  CopySideData(from, to);
+  CopySideData(from, turned, to);
+}
+
+bool IsMov(const AVOutputFormat* container) {
+  return Is(container, "mp4") || Is(container, "mov");
+}
+
+// Tags that phones name in their own way, which are only kept in a list of their own.
+bool KeepsOwnTags(const AVFormatContext& format) {
+  return IsMov(format.oformat) &&
+         av_dict_get(format.metadata, "com.", nullptr, AV_DICT_IGNORE_SUFFIX) != nullptr;
+}
+
+// The titles of chapters lie in a stream of their own, which the container makes anew.
+bool IsChapterText(const AVFormatContext& file, const AVStream& stream) {
+  return file.nb_chapters > 0 && stream.codecpar->codec_tag == MKTAG('t', 'e', 'x', 't');
+}
+
+bool Takes(const AVOutputFormat* container, const AVStream& stream) {
+  const AVMediaType type = stream.codecpar->codec_type;
+  const bool cover = type == AVMEDIA_TYPE_VIDEO && (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+  if (Is(container, "matroska") && type == AVMEDIA_TYPE_ATTACHMENT) return true;
+  if (type != AVMEDIA_TYPE_AUDIO && type != AVMEDIA_TYPE_SUBTITLE && !(cover && IsMov(container)))
+    return false;
+  return avformat_query_codec(container, stream.codecpar->codec_id, FF_COMPLIANCE_NORMAL) == 1;
 }
 
 }  // namespace
@@ -86,6 +120,8 @@ VideoTarget::VideoTarget(const VideoTargetOptions& options, const VideoSource& s
   format_->pb = file_->io();
   format_->flags |= AVFMT_FLAG_CUSTOM_IO;
   base_ = source.stream()->time_base;
+  orientation_ =
+      IsMov(container) && !options_.beside ? kUpright : OrientationOf(*source.stream()).value_or(kUpright);
   // Where the result begins becomes its second 0; without a cut all stamps are the source's.
   if (std::isfinite(source.begin())) shift_ = std::llround(source.begin() * AV_TIME_BASE);
   ChooseEncoder(source);
@@ -93,7 +129,7 @@ VideoTarget::VideoTarget(const VideoTargetOptions& options, const VideoSource& s
   if (options_.beside || options_.path == "-") return;
   AddOthers(source);
   AddChapters(source);
-  av_dict_copy(&format_->metadata, source.format()->metadata, 0);
+  CopyTags(source.format()->metadata, &format_->metadata);
 }
 
 VideoTarget::~VideoTarget() {
@@ -127,13 +163,11 @@ void VideoTarget::AddVideo(const VideoSource& source) {
   rate_ = from.avg_frame_rate.num > 0 ? from.avg_frame_rate : AVRational{25, 1};
   stream->avg_frame_rate = rate_;
   stream->r_frame_rate = from.r_frame_rate;
-  stream->sample_aspect_ratio = from.sample_aspect_ratio;
   if (options_.beside) {
-    av_dict_copy(&stream->metadata, from.metadata, 0);
+    CopyTags(from.metadata, &stream->metadata);
   } else {
-    CopyTags(from, stream);
+    CopyStreamTags(from, orientation_ != kUpright, stream);
   }
-  av_dict_set(&stream->metadata, "encoder", nullptr, 0);
 }
 
 void VideoTarget::AddOthers(const VideoSource& source) {
@@ -143,12 +177,9 @@ void VideoTarget::AddOthers(const VideoSource& source) {
     bases_.push_back(stream.time_base);
     places_.push_back(-1);
     if (&stream == source.stream()) continue;
-    const AVMediaType type = stream.codecpar->codec_type;
-    const bool kept =
-        (type == AVMEDIA_TYPE_AUDIO || type == AVMEDIA_TYPE_SUBTITLE) &&
-        avformat_query_codec(format_->oformat, stream.codecpar->codec_id, FF_COMPLIANCE_NORMAL) == 1;
-    const char* kind = av_get_media_type_string(type);
-    if (!kept) {
+    if (IsChapterText(*from, stream)) continue;
+    if (!Takes(format_->oformat, stream)) {
+      const char* kind = av_get_media_type_string(stream.codecpar->codec_type);
       notes_.push_back("stream " + std::to_string(i) + " (" + (kind != nullptr ? kind : "unknown") + ", " +
                        avcodec_get_name(stream.codecpar->codec_id) + ") is left out: not for this container");
       continue;
@@ -158,7 +189,7 @@ void VideoTarget::AddOthers(const VideoSource& source) {
       Fail("no memory to write it");
     to->codecpar->codec_tag = 0;
     to->time_base = stream.time_base;
-    CopyTags(stream, to);
+    CopyStreamTags(stream, false, to);
     places_.back() = to->index;
   }
 }
@@ -180,6 +211,10 @@ void VideoTarget::AddChapters(const VideoSource& source) {
     copy->time_base = chapter.time_base;
     copy->start = std::max<int64_t>(0, chapter.start - shift);
     copy->end = chapter.end - shift;
+    if (std::isfinite(source.end())) {
+      const auto length = static_cast<int64_t>((source.end() * AV_TIME_BASE) - static_cast<double>(shift_));
+      copy->end = std::min(copy->end, av_rescale_q(length, AV_TIME_BASE_Q, chapter.time_base));
+    }
     av_dict_copy(&copy->metadata, chapter.metadata, 0);
     format_->chapters[format_->nb_chapters++] = copy;
   }
@@ -189,13 +224,13 @@ void VideoTarget::OpenEncoder(const AVFrame& first) {
   encoder_.reset(avcodec_alloc_context3(codec_));
   if (!encoder_) Fail("no memory to write it");
   AVCodecContext* e = encoder_.get();
-  e->width = width_ = first.width;
-  e->height = height_ = first.height;
+  e->width = first.width;
+  e->height = first.height;
   e->pix_fmt = pixels_;
   e->time_base = base_;
   e->framerate = rate_;
   e->sample_aspect_ratio = first.sample_aspect_ratio;
-  e->color_range = first.format == AV_PIX_FMT_YUVJ420P ? AVCOL_RANGE_JPEG : first.color_range;
+  e->color_range = first.color_range;
   e->color_primaries = first.color_primaries;
   e->color_trc = first.color_trc;
   e->colorspace = first.colorspace;
@@ -216,13 +251,14 @@ void VideoTarget::OpenEncoder(const AVFrame& first) {
     e->flags |= AV_CODEC_FLAG_QSCALE;
     e->global_quality = 2 * FF_QP2LAMBDA;
   }
+  if (std::strcmp(codec_->name, "libx265") == 0) av_dict_set(&settings, "x265-params", "log-level=error", 0);
   if (!options_.preset.empty()) av_dict_set(&settings, "preset", options_.preset.c_str(), 0);
   const int opened = avcodec_open2(e, codec_, &settings);
   const bool refused = av_dict_count(settings) > 0;
   av_dict_free(&settings);
   if (opened < 0 || (refused && !options_.preset.empty()))
-    FailFile(std::string(codec_->name) + ": the encoder refuses " + std::to_string(width_) + " x " +
-             std::to_string(height_) + ", " + av_get_pix_fmt_name(pixels_) +
+    FailFile(std::string(codec_->name) + ": the encoder refuses " + std::to_string(first.width) + " x " +
+             std::to_string(first.height) + ", " + av_get_pix_fmt_name(pixels_) +
              (options_.preset.empty() ? "" : ", preset " + options_.preset) +
              (opened < 0 ? ": " + FfmpegReason(opened) : ""));
 }
@@ -232,7 +268,12 @@ void VideoTarget::Begin(const AVFrame& first) {
   AVStream* stream = format_->streams[0];
   if (avcodec_parameters_from_context(stream->codecpar, encoder_.get()) < 0) Fail("no memory to write it");
   stream->time_base = base_;
-  const int written = avformat_write_header(format_.get(), nullptr);
+  // Finer than the encoder's own, which has 12 bits for it.
+  stream->sample_aspect_ratio = stream->codecpar->sample_aspect_ratio = first.sample_aspect_ratio;
+  AVDictionary* settings = nullptr;
+  if (KeepsOwnTags(*format_)) av_dict_set(&settings, "movflags", "use_metadata_tags", 0);
+  const int written = avformat_write_header(format_.get(), &settings);
+  av_dict_free(&settings);
   if (written < 0) {
     const std::string why = file_->refusal().empty() ? FfmpegReason(written) : file_->refusal();
     Fail("can't be written with " + std::string(codec_->name) + ": " + why);
@@ -241,38 +282,27 @@ void VideoTarget::Begin(const AVFrame& first) {
 }
 
 FrameHandle VideoTarget::Converted(const AVFrame& frame) {
-  FrameHandle out(av_frame_alloc());
+  FrameHandle out;
+  if (pixels_ != AV_PIX_FMT_YUV420P) {
+    const bool full = IsRgbLike(pixels_) || IsFullRange(frame);
+    out = Scaled(frame, {.format = pixels_, .matrix = MatrixOf(frame), .full = full, .dither = false},
+                 &scaler_);
+  } else {
+    out.reset(av_frame_clone(&frame));
+  }
   if (!out) Fail("no memory for a frame");
-  if (pixels_ == AV_PIX_FMT_YUV420P) {
-    if (av_frame_ref(out.get(), &frame) < 0) Fail("no memory for a frame");
-    out->format = pixels_;
-    return out;
-  }
-  out->format = pixels_;
-  out->width = frame.width;
-  out->height = frame.height;
-  if (av_frame_get_buffer(out.get(), 0) < 0 || av_frame_copy_props(out.get(), &frame) < 0)
-    Fail("no memory for a frame");
-  if (!scaler_) {
-    scaler_.reset(sws_getContext(frame.width, frame.height, AV_PIX_FMT_YUV420P, frame.width, frame.height,
-                                 pixels_, SWS_BICUBIC | SWS_ACCURATE_RND, nullptr, nullptr, nullptr));
-    if (!scaler_) Fail(std::string("can't be written as ") + av_get_pix_fmt_name(pixels_));
-    const int full = encoder_->color_range == AVCOL_RANGE_JPEG ? 1 : 0;
-    const int* matrix =
-        sws_getCoefficients(frame.colorspace == AVCOL_SPC_BT709 ? SWS_CS_ITU709 : SWS_CS_ITU601);
-    sws_setColorspaceDetails(scaler_.get(), matrix, full, matrix, full, 0, 1 << 16, 1 << 16);
-  }
-  sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, out->data, out->linesize);
+  // x264 and its like would take the source's frame types over.
+  out->pict_type = AV_PICTURE_TYPE_NONE;
+  out->pts =
+      av_rescale_q(frame.pts - av_rescale_q(shift_, AV_TIME_BASE_Q, base_), base_, encoder_->time_base);
   return out;
 }
 
 void VideoTarget::Write(const AVFrame& frame) {
-  if (!begun_) Begin(frame);
-  const FrameHandle ready = Converted(frame);
-  ready->pts = frame.pts - av_rescale_q(shift_, AV_TIME_BASE_Q, base_);
-  ready->pts = av_rescale_q(ready->pts, base_, encoder_->time_base);
-  ready->pict_type = AV_PICTURE_TYPE_NONE;
-  Encode(ready.get());
+  const FrameHandle upright = orientation_ != kUpright ? Turned(frame, orientation_) : nullptr;
+  const AVFrame& shown = upright ? *upright : frame;
+  if (!begun_) Begin(shown);
+  Encode(Converted(shown).get());
   ++frames_;
 }
 

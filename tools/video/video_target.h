@@ -65,7 +65,7 @@ class VideoTarget {
   ScalerHandle scaler_;
   AVPixelFormat pixels_ = AV_PIX_FMT_YUV420P;
   AVRational base_ = {}, rate_ = {};
-  int width_ = 0, height_ = 0;
+  int orientation_;                ///< that the frames are turned by, one of Exif's
   int64_t shift_ = 0;              ///< microseconds that all stamps are moved back by
   std::vector<int> places_;        ///< of the source's streams in this file, -1: left out
   std::vector<AVRational> bases_;  ///< of the source's streams
