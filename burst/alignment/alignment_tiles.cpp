@@ -52,15 +52,6 @@ inline int16_t Between(int16_t a, int16_t b, int16_t fraction) {
   return static_cast<int16_t>(a + ((steps * fraction) >> 16));
 }
 
-/// A row of kShownPitch values at (fraction_x, fraction_y) from each of `upper`, whose neighbours below are
-/// at `lower`.
-inline void ReadRow(const int16_t* __restrict upper, const int16_t* __restrict lower, int16_t fraction_x,
-                    int16_t fraction_y, int16_t* __restrict out) {
-  int16_t column[kShownPitch + 8];
-  for (int i = 0; i < kShownPitch + 8; ++i) column[i] = Between(upper[i], lower[i], fraction_y);
-  for (int i = 0; i < kShownPitch; ++i) out[i] = Between(column[i], column[i + 1], fraction_x);
-}
-
 inline int32_t Dot(const int16_t* __restrict a, const int16_t* __restrict b) {
   int32_t sum = 0;
   for (int i = 0; i < kTilePixels; ++i) sum += a[i] * b[i];
@@ -101,17 +92,28 @@ bool Inside(const TileMap& map, const GreyPlane& frame) {
          std::max(before_y, behind_y) < frame.height + 1;
 }
 
-void ReadTile(const GreyPlane& frame, const TileMap& map, int16_t* shown) {
+/// Up and down first and for all rows, then along them: what a loop has just written to memory the compiler
+/// reads from there one place further; what it still holds in registers it would take apart for that.
+void ReadTile(const GreyPlane& frame, const TileMap& map, int16_t* __restrict shown) {
   constexpr double kOne = 1 << kFractionBits;
+  constexpr int kRead = kShownPitch + 8;
   // Counted from a corner of the pad no place is negative, and truncation rounds down.
   constexpr int kCorner = GreyPlane::kPad;
   const double first_x = map.x - (0.5 * (kTileSide - 1) + 1 - kCorner), first_y = map.y + kCorner;
+  int16_t columns[kShownRows * kRead], fractions[kShownRows];
   for (int j = 0; j < kShownRows; ++j) {
     const double x = first_x + map.row_x * (j - 1), y = first_y + map.row_y * (j - 1);
     const auto whole_x = static_cast<int>(x), whole_y = static_cast<int>(y);
-    const int16_t* source = frame.Row(whole_y - kCorner) + (whole_x - kCorner);
-    ReadRow(source, source + frame.pitch, static_cast<int16_t>((x - whole_x) * kOne),
-            static_cast<int16_t>((y - whole_y) * kOne), shown + j * kShownPitch);
+    const int16_t* __restrict upper = frame.Row(whole_y - kCorner) + (whole_x - kCorner);
+    const int16_t* __restrict lower = upper + frame.pitch;
+    const auto fraction = static_cast<int16_t>((y - whole_y) * kOne);
+    fractions[j] = static_cast<int16_t>((x - whole_x) * kOne);
+    for (int i = 0; i < kRead; ++i) columns[j * kRead + i] = Between(upper[i], lower[i], fraction);
+  }
+  for (int j = 0; j < kShownRows; ++j) {
+    const int16_t* __restrict column = columns + j * kRead;
+    for (int i = 0; i < kShownPitch; ++i)
+      shown[j * kShownPitch + i] = Between(column[i], column[i + 1], fractions[j]);
   }
 }
 
