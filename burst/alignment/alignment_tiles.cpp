@@ -1,8 +1,8 @@
 #include "burst/alignment/alignment_tiles.h"
 
 #include <algorithm>
-#include <cmath>
 
+#include "base/vector_clones.h"
 #include "burst/alignment/alignment_stripes.h"
 
 namespace zolt {
@@ -124,7 +124,9 @@ void CompareTile(const TileTemplate& tile, const int16_t* __restrict shown, Tile
     const int16_t* __restrict s = shown + (j + 1) * kShownPitch + 1;
     for (int i = 0; i < kTileSide; ++i) {
       const int k = j * kTileSide + i;
-      rest[k] = Limited(s[i] - tile.grey[k], kResidualLimit);
+      // Greys of 8160 at most: their difference fits too, and vectors hold twice as many of these.
+      const auto difference = static_cast<int16_t>(s[i] - tile.grey[k]);
+      rest[k] = std::clamp<int16_t>(difference, -kResidualLimit, kResidualLimit);
       along[k] = static_cast<int16_t>(s[i + 1] - s[i - 1]);
       across[k] = static_cast<int16_t>(s[i + kShownPitch] - s[i - kShownPitch]);
     }
@@ -183,8 +185,8 @@ TileSums AboutMeans(const TileTemplate& tile, const TileSums& sums) {
   return about;
 }
 
-void CompareTileRow(const TemplateLevel& reference, const GreyPlane& frame, const Homography& motion, int row,
-                    TileSums* sums) {
+ZOLT_VECTOR_CLONES void CompareTileRow(const TemplateLevel& reference, const GreyPlane& frame,
+                                       const Homography& motion, int row, TileSums* sums) {
   constexpr double kMiddle = 0.5 * (kTileSide - 1);
   int16_t shown[kShownRows * kShownPitch];
   for (int c = 0; c < reference.columns; ++c) {
