@@ -184,31 +184,51 @@ void BurstRun::ChooseBand(const zolt_burst_picture* const* frames, int count, in
   report_.iso = IsoOfBand(tunings_.plain, band);
 }
 
-Alignment BurstRun::FoundFor(const zolt_burst_picture& frame, const FrameState& state) const {
-  const KnownFrame* known = KnownOf(state);
-  if (known != nullptr && known->alignment != nullptr) return *known->alignment;
-  if (known != nullptr) return zolt::Align(*reference_, *known->features);
-  OwnedPlane own(memory_);
-  return zolt::Align(*reference_, LumaOf(frame, &own), nullptr);
+// Up to four frames at a time: each brings planes of its own if it is not planar.
+void BurstRun::AlignEach(const zolt_burst_picture* const* frames, FrameState* const* states, int count) {
+  constexpr int kAtOnce = kAlignmentThreads;
+  for (int first = 0; first < count; first += kAtOnce) {
+    std::vector<std::unique_ptr<OwnedPlane>> own;
+    std::vector<AlignmentJob> jobs;
+    std::vector<FrameState*> of_jobs;
+    for (int i = first; i < std::min(first + kAtOnce, count); ++i) {
+      Inspect(*frames[i], states[i]);
+      const KnownFrame* known = KnownOf(*states[i]);
+      if (known != nullptr && known->alignment != nullptr) {
+        TakeAlignment(*known->alignment, states[i]);
+        continue;
+      }
+      of_jobs.push_back(states[i]);
+      AlignmentJob& job = jobs.emplace_back();
+      if (known != nullptr) {
+        job.features = known->features;
+      } else {
+        own.push_back(std::make_unique<OwnedPlane>(memory_));
+        job.luma = LumaOf(*frames[i], own.back().get());
+      }
+    }
+    zolt::AlignAll(*reference_, jobs.data(), static_cast<int>(jobs.size()));
+    for (size_t i = 0; i < jobs.size(); ++i) {
+      of_jobs[i]->told.milliseconds += jobs[i].milliseconds;
+      TakeAlignment(jobs[i].result, of_jobs[i]);
+    }
+    Progress((first + kAtOnce + 1) / Steps(count + 1));
+  }
 }
 
-void BurstRun::Align(const zolt_burst_picture& frame, FrameState* state) {
-  Inspect(frame, state);
-  const Stopwatch watch(&state->told.milliseconds);
-  state->alignment = FoundFor(frame, *state);
-  const Alignment& found = state->alignment;
+void BurstRun::TakeAlignment(const Alignment& found, FrameState* state) {
   if (found.out_of_memory) throw std::bad_alloc();
+  state->alignment = found;
   const FrameState& reference = frames_[report_.reference];
   state->told.gain = static_cast<float>((state->level + 0.5) / (reference.level + 0.5));
   state->told.moved_share = found.moved_share;
-  if (found.aligned) {
-    const double x = (work_.width - 1) / 2.0, y = (work_.height - 1) / 2.0;
-    double to_x = 0, to_y = 0;
-    found.motion.Map(x, y, &to_x, &to_y);
-    state->told.shift_x = static_cast<float>(to_x - x);
-    state->told.shift_y = static_cast<float>(to_y - y);
-    if (found.gain != 1) state->told.gain = 1 / found.gain;
-  }
+  if (!found.aligned) return;
+  const double x = (work_.width - 1) / 2.0, y = (work_.height - 1) / 2.0;
+  double to_x = 0, to_y = 0;
+  found.motion.Map(x, y, &to_x, &to_y);
+  state->told.shift_x = static_cast<float>(to_x - x);
+  state->told.shift_y = static_cast<float>(to_y - y);
+  if (found.gain != 1) state->told.gain = 1 / found.gain;
 }
 
 // Noise adds to the gradients of every frame alike, so it is taken off before they are compared.
@@ -339,10 +359,15 @@ void BurstRun::Run(const zolt_burst_picture* const* frames, int count, const Kno
 
 void BurstRun::AlignAll(const zolt_burst_picture* const* frames, int count) {
   TakeReference(*frames[report_.reference]);
+  Progress(1 / Steps(count));
+  std::vector<const zolt_burst_picture*> others;
+  std::vector<FrameState*> states;
   for (int i = 0; i < count; ++i) {
-    if (i != report_.reference) Align(*frames[i], &frames_[i]);
-    Progress((i + 1) / Steps(count));
+    if (i == report_.reference) continue;
+    others.push_back(frames[i]);
+    states.push_back(&frames_[i]);
   }
+  AlignEach(others.data(), states.data(), count - 1);
 }
 
 void BurstRun::Choose(const zolt_burst_picture* const* frames, int count) {
@@ -369,7 +394,9 @@ void BurstRun::Choose(const zolt_burst_picture* const* frames, int count) {
 void BurstRun::MeasureAlone(const zolt_burst_picture* const* frames, int count) {
   frames_.resize(static_cast<size_t>(count));
   TakeReference(*frames[0]);
-  for (int i = 1; i < std::min(count, 2 * kMostMeasured); ++i) Align(*frames[i], &frames_[i]);
+  std::vector<FrameState*> states;
+  for (int i = 1; i < std::min(count, 2 * kMostMeasured); ++i) states.push_back(&frames_[i]);
+  AlignEach(frames + 1, states.data(), static_cast<int>(states.size()));
   ChooseBand(frames, count, std::min(count, kMostMerged));
   report_.frames = count;
 }
@@ -391,7 +418,9 @@ void BurstRun::Add(const zolt_burst_picture& reference, const zolt_burst_picture
     state.told.use = ZOLT_BURST_TOO_MANY;
     return;
   }
-  Align(frame, &state);
+  const zolt_burst_picture* one = &frame;
+  FrameState* its_state = &state;
+  AlignEach(&one, &its_state, 1);
   if (!merge_->running()) {
     const zolt_burst_picture* pair[] = {&reference, &frame};
     StartOfKnownLength(pair, 2);

@@ -79,8 +79,8 @@ class BurstRun {
   void MeasureNoise(const zolt_burst_picture* const* frames, int count);
   void ChooseBand(const zolt_burst_picture* const* frames, int count, int frames_merged);
   void AlignAll(const zolt_burst_picture* const* frames, int count);
-  void Align(const zolt_burst_picture& frame, FrameState* state);
-  Alignment FoundFor(const zolt_burst_picture& frame, const FrameState& state) const;
+  void AlignEach(const zolt_burst_picture* const* frames, FrameState* const* states, int count);
+  void TakeAlignment(const Alignment& found, FrameState* state);
   const KnownFrame* KnownOf(const FrameState& state) const;
   void Judge(bool last, FrameState* state) const;
   void KeepTheBest();

@@ -1,13 +1,21 @@
 #include "burst/alignment/alignment.h"
 
+#include <pthread.h>
+
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <exception>
 #include <new>
+#include <thread>
+#include <vector>
 
 #include "burst/alignment/alignment_fit.h"
 #include "burst/alignment/alignment_search.h"
 #include "burst/alignment/tone_match.h"
 #include "burst/memory/layer_vector.h"
+#include "burst/memory/served_memory.h"
 
 namespace zolt {
 
@@ -65,9 +73,11 @@ class PairAlignment {
   void Run(const Homography* guess, Alignment* result) {
     const int finest = frame_.finest(), coarsest = frame_.coarsest();
     Homography motion = Start(guess);
+    std::unique_ptr<Level> told;
     for (int k = coarsest == finest ? finest : coarsest - 1; k >= finest; --k) {
       CompareTones(k, &motion);
-      Level level = At(k);
+      auto at_level = std::make_unique<Level>(At(k));
+      Level& level = *at_level;
       Homography finer = motion;
       Refine(level, k == finest ? 0.01 : 0.05, 0.7, &finer);
       level.fit->Measure(ToLevel(finer, k), 0.2);
@@ -76,7 +86,13 @@ class PairAlignment {
       // Where noise prevails a step follows the noise: the size above knew better.
       if (correlation < kLeastCorrelation && result->aligned) break;
       motion = finer;
-      if (correlation >= kLeastCorrelation) Tell(level, motion, result);
+      if (correlation < kLeastCorrelation) continue;
+      Tell(level, motion, result);
+      told = std::move(at_level);
+    }
+    if (told != nullptr) {
+      const double error = told->fit->StandardError(KindFor(*told->reference));
+      result->error = static_cast<float>(error * (1 << told->k));
     }
     const bool sure = result->moved_share < kMuchMoved || result->error < kSureError;
     result->aligned =
@@ -196,7 +212,6 @@ class PairAlignment {
     const LevelFit& fit = *level.fit;
     result->aligned = true;
     result->motion = motion;
-    result->error = static_cast<float>(fit.StandardError(KindFor(*level.reference)) * (1 << level.k));
     result->moved_share = static_cast<float>(fit.MovedShare());
     result->overlap = Overlap(motion);
     TellTones(fit, result);
@@ -308,6 +323,37 @@ Alignment Align(const AlignmentReference& reference, const AlignmentReference& f
   if (data == nullptr || of_frame == nullptr) return NotAligned();
   if (of_frame->width != data->width || of_frame->height != data->height) return NotAligned();
   return AlignPyramid(*data, of_frame->pyramid, guess, threads);
+}
+
+void AlignAll(const AlignmentReference& reference, AlignmentJob* jobs, int count) {
+  const auto run = [&](AlignmentJob* job, int threads) {
+    const auto start = std::chrono::steady_clock::now();
+    job->result = job->features != nullptr ? Align(reference, *job->features, nullptr, threads)
+                                           : Align(reference, job->luma, nullptr, threads);
+    job->milliseconds =
+        std::chrono::duration<float, std::milli>(std::chrono::steady_clock::now() - start).count();
+  };
+  std::atomic<int> next = 0;
+  if (count > 1) {
+    ServedMemory memory(LayerMemory());
+    const auto work = [&] {
+      const ServedMemory::Worker worker(&memory);
+      for (int i; (i = next.fetch_add(1, std::memory_order_relaxed)) < count;) run(&jobs[i], 1);
+    };
+    std::vector<std::thread> threads;
+    try {
+      while (static_cast<int>(threads.size()) < std::min(count, kAlignmentThreads)) {
+        memory.Expect();
+        threads.emplace_back(work);
+        pthread_setname_np(threads.back().native_handle(), "zolt_align");
+      }
+    } catch (const std::exception&) {
+      memory.Forget();  // this one did not start: the others, at last the caller, do its part
+    }
+    memory.Serve();
+    for (std::thread& thread : threads) thread.join();
+  }
+  for (int i; (i = next.fetch_add(1, std::memory_order_relaxed)) < count;) run(&jobs[i], kAlignmentThreads);
 }
 
 }  // namespace zolt

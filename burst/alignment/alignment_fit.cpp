@@ -72,7 +72,7 @@ TileTerms TermsOf(const TileTemplate& tile, const TileSums& s, float weight) {
 
 void LevelFit::Compare(const Homography& motion) {
   sums_.resize(static_cast<size_t>(reference_.count()));
-  RunStripes(threads_, reference_.rows, [&](int row) {
+  RunStripes(Threads(), reference_.rows, [&](int row) {
     const size_t first = static_cast<size_t>(row) * reference_.columns;
     CompareTileRow(reference_, frame_, motion, row, &sums_[first]);
     if (!about_means_) return;
@@ -145,7 +145,7 @@ bool LevelFit::Run(MotionKind kind, int steps, double tolerance, double slack, H
     Compare(at);
     if (valid_ < 1) return false;
     Weigh(step == 0 ? slack : 0.2);
-    RunStripes(reference_.count() > 4000 ? threads_ : 1, reference_.rows, [&](int r) {
+    RunStripes(Threads(), reference_.rows, [&](int r) {
       RowMoments moments;
       for (int c = 0; c < reference_.columns; ++c) {
         const size_t i = static_cast<size_t>(r) * reference_.columns + c;

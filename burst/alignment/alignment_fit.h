@@ -58,6 +58,8 @@ class LevelFit {
   static constexpr int kNoiseBins = 16;
   static int NoiseBin(const TileTemplate& tile) { return tile.sum / (kTilePixels * 8192 / kNoiseBins); }
 
+  /// Starting threads costs more than they do for few tiles.
+  int Threads() const { return reference_.count() > 4000 ? threads_ : 1; }
   double CorrelationOf(const LayerVector<float>* weights) const;
   void Compare(const Homography& motion);
   bool Tells(size_t tile) const;

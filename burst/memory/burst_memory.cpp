@@ -27,6 +27,7 @@ BlockHead* HeadOf(void* block) {
 }
 
 BurstMemory* engine_memory = nullptr;
+thread_local std::pmr::memory_resource* worker_memory = nullptr;
 
 void* EngineAlloc(uint32_t size, const char*, uint32_t) {
   return engine_memory->Take(size);
@@ -102,7 +103,11 @@ void* BurstMemory::do_allocate(size_t bytes, size_t alignment) {
 }
 
 std::pmr::memory_resource* LayerMemory() {
-  return engine_memory;
+  return worker_memory != nullptr ? worker_memory : engine_memory;
+}
+
+void SetWorkerMemory(std::pmr::memory_resource* memory) {
+  worker_memory = memory;
 }
 
 EngineMemory::EngineMemory(BurstMemory* memory) : before_(engine_memory), hooks_before_(CurrentHooks()) {

@@ -9,8 +9,10 @@
 namespace zolt {
 
 /// Where the layer's working memory comes from now: the burst's at hand, null outside of any burst (tests,
-/// benchmarks), which is the system's heap. Only on the thread that is inside a call of the layer.
+/// benchmarks), which is the system's heap. On the thread that is inside a call of the layer, and on threads
+/// that have told their own by SetWorkerMemory (null: no more).
 std::pmr::memory_resource* LayerMemory();
+void SetWorkerMemory(std::pmr::memory_resource* memory);
 
 /// Takes from what LayerMemory was when the container was made.
 template <typename T>
