@@ -8,37 +8,34 @@
 namespace zolt {
 namespace {
 
-constexpr int kGradientLimit = 4095;
-constexpr int kResidualLimit = 2047;
+constexpr int16_t kGradientLimit = 4095;
+constexpr int16_t kResidualLimit = 2047;
 constexpr int kFractionBits = 14;
 
-inline int16_t Limited(int v, int limit) {
-  return static_cast<int16_t>(v < -limit ? -limit : v > limit ? limit : v);
+/// Greys are 8160 at most: their difference fits in 16 bits, of which a vector holds twice as many as of 32.
+inline int16_t Difference(int16_t a, int16_t b, int16_t limit) {
+  const auto difference = static_cast<int16_t>(a - b);
+  return std::clamp<int16_t>(difference, static_cast<int16_t>(-limit), limit);
 }
 
+/// A reference's tile and its gradients, row by row.
+struct TilePixels {
+  int16_t grey[kTilePixels], gradient_x[kTilePixels], gradient_y[kTilePixels];
+};
+
 /// The plane's edges repeat, so that a tile there has its gradients too.
-void DescribeTile(const GreyPlane& plane, int x0, int y0, TileTemplate* tile) {
-  tile->sum = tile->sum_x = tile->sum_y = 0;
-  int64_t square = 0, energy = 0;
+void ReadPixels(const GreyPlane& plane, int x0, int y0, TilePixels* __restrict pixels) {
   for (int y = 0; y < kTileSide; ++y) {
-    const int16_t* p = plane.Row(y0 + y) + x0;
+    const int16_t* __restrict p = plane.Row(y0 + y) + x0;
+    const int16_t* __restrict above = p - plane.pitch;
+    const int16_t* __restrict below = p + plane.pitch;
     for (int x = 0; x < kTileSide; ++x) {
       const int i = y * kTileSide + x;
-      const int gx = Limited(p[x + 1] - p[x - 1], kGradientLimit);
-      const int gy = Limited(p[x + plane.pitch] - p[x - plane.pitch], kGradientLimit);
-      tile->grey[i] = p[x];
-      tile->gradient_x[i] = static_cast<int16_t>(gx);
-      tile->gradient_y[i] = static_cast<int16_t>(gy);
-      tile->sum += p[x];
-      tile->sum_x += gx;
-      tile->sum_y += gy;
-      square += p[x] * p[x];
-      energy += gx * gx + gy * gy;
+      pixels->grey[i] = p[x];
+      pixels->gradient_x[i] = Difference(p[x + 1], p[x - 1], kGradientLimit);
+      pixels->gradient_y[i] = Difference(below[x], above[x], kGradientLimit);
     }
   }
-  square -= static_cast<int64_t>(tile->sum) * tile->sum / kTilePixels;
-  tile->variance = static_cast<int32_t>((square + kTilePixels / 2) / kTilePixels);
-  tile->energy = static_cast<float>(energy);
 }
 
 /// A tile with a pixel around it as the frame shows it; the last columns are only there to fill vectors.
@@ -117,16 +114,27 @@ void ReadTile(const GreyPlane& frame, const TileMap& map, int16_t* __restrict sh
   }
 }
 
-void CompareTile(const TileTemplate& tile, const int16_t* __restrict shown, TileSums* sums) {
+void DescribeTile(const TilePixels& pixels, TileTemplate* tile) {
+  tile->sum = Sum(pixels.grey);
+  tile->sum_x = Sum(pixels.gradient_x);
+  tile->sum_y = Sum(pixels.gradient_y);
+  // 64 * 8160^2 takes all 32 bits.
+  uint32_t squares = 0;
+  for (const int16_t v : pixels.grey) squares += static_cast<uint32_t>(v * v);
+  const int64_t square = squares - static_cast<int64_t>(tile->sum) * tile->sum / kTilePixels;
+  tile->variance = static_cast<int32_t>((square + kTilePixels / 2) / kTilePixels);
+  tile->energy = static_cast<float>(static_cast<int64_t>(Dot(pixels.gradient_x, pixels.gradient_x)) +
+                                    Dot(pixels.gradient_y, pixels.gradient_y));
+}
+
+void CompareTile(const TilePixels& tile, const int16_t* __restrict shown, TileSums* sums) {
   int16_t rest[kTilePixels], along[kTilePixels], across[kTilePixels], both_x[kTilePixels],
       both_y[kTilePixels];
   for (int j = 0; j < kTileSide; ++j) {
     const int16_t* __restrict s = shown + (j + 1) * kShownPitch + 1;
     for (int i = 0; i < kTileSide; ++i) {
       const int k = j * kTileSide + i;
-      // Greys of 8160 at most: their difference fits too, and vectors hold twice as many of these.
-      const auto difference = static_cast<int16_t>(s[i] - tile.grey[k]);
-      rest[k] = std::clamp<int16_t>(difference, -kResidualLimit, kResidualLimit);
+      rest[k] = Difference(s[i], tile.grey[k], kResidualLimit);
       along[k] = static_cast<int16_t>(s[i + 1] - s[i - 1]);
       across[k] = static_cast<int16_t>(s[i + kShownPitch] - s[i - kShownPitch]);
     }
@@ -149,22 +157,27 @@ void CompareTile(const TileTemplate& tile, const int16_t* __restrict shown, Tile
   sums->yy = Dot(tile.gradient_y, across);
 }
 
+ZOLT_VECTOR_CLONES void DescribeTileRow(const TemplateLevel& level, int row, TileTemplate* tiles) {
+  TilePixels pixels;
+  for (int c = 0; c < level.columns; ++c) {
+    ReadPixels(*level.plane, level.left + c * kTileSide, level.top + row * kTileSide, &pixels);
+    DescribeTile(pixels, &tiles[c]);
+  }
+}
+
 }  // namespace
 
-void TemplateLevel::Prepare(const GreyPlane& plane, int threads) {
-  width = plane.width;
-  height = plane.height;
+void TemplateLevel::Prepare(const GreyPlane& of, int threads) {
+  plane = &of;
+  width = of.width;
+  height = of.height;
   columns = width / kTileSide;
   rows = height / kTileSide;
   left = (width - columns * kTileSide) / 2;
   top = (height - rows * kTileSide) / 2;
   tiles.resize(static_cast<size_t>(count()));
-  RunStripes(threads, rows, [&](int r) {
-    for (int c = 0; c < columns; ++c) {
-      DescribeTile(plane, left + c * kTileSide, top + r * kTileSide,
-                   &tiles[static_cast<size_t>(r) * columns + c]);
-    }
-  });
+  RunStripes(count() > 4000 ? threads : 1, rows,
+             [&](int row) { DescribeTileRow(*this, row, &tiles[static_cast<size_t>(row) * columns]); });
 }
 
 TileSums AboutMeans(const TileTemplate& tile, const TileSums& sums) {
@@ -189,13 +202,15 @@ ZOLT_VECTOR_CLONES void CompareTileRow(const TemplateLevel& reference, const Gre
                                        const Homography& motion, int row, TileSums* sums) {
   constexpr double kMiddle = 0.5 * (kTileSide - 1);
   int16_t shown[kShownRows * kShownPitch];
+  TilePixels pixels;
   for (int c = 0; c < reference.columns; ++c) {
+    const int x = reference.left + c * kTileSide, y = reference.top + row * kTileSide;
     sums[c] = {};
-    const TileMap map =
-        MapNear(motion, reference.left + c * kTileSide + kMiddle, reference.top + row * kTileSide + kMiddle);
+    const TileMap map = MapNear(motion, x + kMiddle, y + kMiddle);
     if (!Inside(map, frame)) continue;
     ReadTile(frame, map, shown);
-    CompareTile(reference.tiles[static_cast<size_t>(row) * reference.columns + c], shown, &sums[c]);
+    ReadPixels(*reference.plane, x, y, &pixels);
+    CompareTile(pixels, shown, &sums[c]);
   }
 }
 

@@ -11,27 +11,28 @@ namespace zolt {
 inline constexpr int kTileSide = 8;
 inline constexpr int kTilePixels = kTileSide * kTileSide;
 
-/// One tile of a reference, row by row, in Q5 levels. Gradients are p(x + 1) - p(x - 1), twice the slope,
-/// limited to +-4095 (half of white over two pixels).
+/// What is summed once of a reference's tile, in Q5 levels. Gradients are p(x + 1) - p(x - 1), twice the
+/// slope, limited to +-4095 (half of white over two pixels). The pixels themselves are read from the plane
+/// each time: kept beside their gradients they are three times the memory, and reading that took longer than
+/// subtracting.
 struct TileTemplate {
-  int16_t grey[kTilePixels];
-  int16_t gradient_x[kTilePixels];
-  int16_t gradient_y[kTilePixels];
   int32_t sum;           ///< of the grey values
   int32_t sum_x, sum_y;  ///< of the gradients
-  int32_t variance;      ///< their mean squared distance from the mean, rounded
+  int32_t variance;      ///< the grey values' mean squared distance from the mean, rounded
   float energy;          ///< sum of the squared gradients
 };
 
 /// One level of a reference, cut in tiles. They cover the plane but for less than a tile's side, which is
 /// left out in equal parts at both ends.
 struct TemplateLevel {
-  int width = 0, height = 0;  ///< of the plane
-  int left = 0, top = 0;      ///< first pixel of the first tile
-  int columns = 0, rows = 0;  ///< tiles
+  const GreyPlane* plane = nullptr;  ///< somebody else's
+  int width = 0, height = 0;         ///< of the plane
+  int left = 0, top = 0;             ///< first pixel of the first tile
+  int columns = 0, rows = 0;         ///< tiles
   LayerVector<TileTemplate> tiles;
 
-  void Prepare(const GreyPlane& plane, int threads);
+  /// `of` has to stay.
+  void Prepare(const GreyPlane& of, int threads);
   int count() const { return columns * rows; }
 };
 

@@ -15,9 +15,9 @@ namespace {
 /// A frame that fits neither its neighbour nor the one before that begins another shot. One alone that fits
 /// nothing, a flash or a frame out of the decoder's order, must not part what it stands between.
 constexpr size_t kLookedBack = 2;
-/// Of a frame that is prepared for alignment, for a pixel of the largest size that is compared: grey values,
-/// a tile's values and gradients, and a third of that for the smaller sizes.
-constexpr uint64_t kFeatureBytes = 13;
+/// Of a frame that is prepared for alignment, for a pixel of the largest size that is compared: grey values, a
+/// tile's sums, and a third of that for the smaller sizes.
+constexpr uint64_t kFeatureBytes = 4;
 constexpr uint64_t kSmallFeatures = 256 << 10;
 
 }  // namespace
