@@ -200,14 +200,15 @@ void BurstRun::AlignEach(const zolt_burst_picture* const* frames, FrameState* co
       }
       of_jobs.push_back(states[i]);
       AlignmentJob& job = jobs.emplace_back();
+      job.reference = reference_;
       if (known != nullptr) {
-        job.features = known->features;
+        job.frame = known->features;
       } else {
         own.push_back(std::make_unique<OwnedPlane>(memory_));
         job.luma = LumaOf(*frames[i], own.back().get());
       }
     }
-    zolt::AlignAll(*reference_, jobs.data(), static_cast<int>(jobs.size()));
+    zolt::AlignAll(jobs.data(), static_cast<int>(jobs.size()));
     for (size_t i = 0; i < jobs.size(); ++i) {
       of_jobs[i]->told.milliseconds += jobs[i].milliseconds;
       TakeAlignment(jobs[i].result, of_jobs[i]);

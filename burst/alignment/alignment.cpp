@@ -79,8 +79,9 @@ class PairAlignment {
       auto at_level = std::make_unique<Level>(At(k));
       Level& level = *at_level;
       Homography finer = motion;
-      Refine(level, k == finest ? 0.01 : 0.05, 0.7, &finer);
-      level.fit->Measure(ToLevel(finer, k), 0.2);
+      const bool there = Refine(level, k == finest ? 0.01 : 0.05, 0.7, &finer);
+      // Where the last step led nowhere it compared at this place, if not for the first time.
+      if (!there || !level.fit->settled()) level.fit->Measure(ToLevel(finer, k), 0.2);
       const double correlation = level.fit->Correlation();
       result->correlation = static_cast<float>(correlation);
       // Where noise prevails a step follows the noise: the size above knew better.
@@ -325,11 +326,11 @@ Alignment Align(const AlignmentReference& reference, const AlignmentReference& f
   return AlignPyramid(*data, of_frame->pyramid, guess, threads);
 }
 
-void AlignAll(const AlignmentReference& reference, AlignmentJob* jobs, int count) {
+void AlignAll(AlignmentJob* jobs, int count) {
   const auto run = [&](AlignmentJob* job, int threads) {
     const auto start = std::chrono::steady_clock::now();
-    job->result = job->features != nullptr ? Align(reference, *job->features, nullptr, threads)
-                                           : Align(reference, job->luma, nullptr, threads);
+    job->result = job->frame != nullptr ? Align(*job->reference, *job->frame, nullptr, threads)
+                                        : Align(*job->reference, job->luma, nullptr, threads);
     job->milliseconds =
         std::chrono::duration<float, std::milli>(std::chrono::steady_clock::now() - start).count();
   };

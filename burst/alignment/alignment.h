@@ -56,16 +56,17 @@ Alignment Align(const AlignmentReference& reference, PlaneView frame_luma, const
 Alignment Align(const AlignmentReference& reference, const AlignmentReference& frame,
                 const Homography* guess = nullptr, int threads = kAlignmentThreads);
 
-/// One of many frames to align with a reference; one of the two is given.
+/// One of many pairs to align; `frame` or, for one that was not prepared, `luma`.
 struct AlignmentJob {
+  const AlignmentReference* reference = nullptr;
+  const AlignmentReference* frame = nullptr;
   PlaneView luma = {};
-  const AlignmentReference* features = nullptr;
   Alignment result = {};
   float milliseconds = 0;
 };
 
 /// Aligns each as Align does, several at a time, each on one thread: a pair alone has too little for the
 /// cores to share. What memory they need is taken on the caller's thread.
-void AlignAll(const AlignmentReference& reference, AlignmentJob* jobs, int count);
+void AlignAll(AlignmentJob* jobs, int count);
 
 }  // namespace zolt

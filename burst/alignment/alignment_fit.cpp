@@ -140,6 +140,7 @@ bool LevelFit::Run(MotionKind kind, int steps, double tolerance, double slack, H
   const TilePlaces places(reference_);
   const int width = reference_.width, height = reference_.height;
   Homography at = *motion;
+  settled_ = false;
   LayerVector<NormalEquations> rows(static_cast<size_t>(reference_.rows));
   for (int step = 0; step < steps; ++step) {
     Compare(at);
@@ -165,6 +166,7 @@ bool LevelFit::Run(MotionKind kind, int steps, double tolerance, double slack, H
     if (!IsUsable(next, width, height)) return false;
     const double moved = LargestCornerDistance(at, next, width, height);
     at = next;
+    settled_ = moved < tolerance && step > 0;
     if (moved < tolerance) break;
   }
   *motion = at;

@@ -31,6 +31,10 @@ class LevelFit {
   /// was.
   bool Run(MotionKind kind, int steps, double tolerance, double slack, Homography* motion);
 
+  /// The last Run ended by a step below its tolerance, and not by its first, which allows for more: what
+  /// Measure would tell is known.
+  bool settled() const { return settled_; }
+
   /// Compares at `motion` and sets weights, for what follows.
   void Measure(const Homography& motion, double slack);
 
@@ -70,6 +74,7 @@ class LevelFit {
   const GreyPlane& frame_;
   bool about_means_;
   int threads_;
+  bool settled_ = false;
   int valid_ = 0;
   double offset_ = 0, slope_ = 0;
   float noise_[kNoiseBins] = {};  // mean squared difference of a still tile by brightness, Q5 squared

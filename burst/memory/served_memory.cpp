@@ -1,5 +1,6 @@
 #include "burst/memory/served_memory.h"
 
+#include <algorithm>
 #include <bit>
 #include <new>
 
@@ -11,11 +12,12 @@ namespace {
 
 constexpr size_t kHead = 64;  // a cache line: what follows stays aligned
 constexpr size_t kLeast = 256;
+constexpr size_t kPiece = 512 << 10;
 
 /// An eighth of its power of two is little waste, and most sizes are met again.
 size_t RoundedUp(size_t bytes) {
   if (bytes < kLeast) return kLeast;
-  const size_t step = std::bit_floor(bytes) / 8;
+  const size_t step = std::max(std::bit_floor(bytes) / 8, kHead);
   return (bytes + step - 1) / step * step;
 }
 
@@ -81,10 +83,24 @@ void* ServedMemory::Worker::do_allocate(size_t bytes, size_t alignment) {
     *at = found->next;
     return reinterpret_cast<std::byte*>(found) + kHead;
   }
-  void* block = alignment <= kHead ? served_->Ask(size + kHead) : nullptr;
+  std::byte* block = alignment <= kHead ? Cut(size + kHead) : nullptr;
   if (block == nullptr) throw std::bad_alloc();
   new (block) Block{nullptr, size};
-  return static_cast<std::byte*>(block) + kHead;
+  return block + kHead;
+}
+
+// Small blocks come from a piece: asking takes longer than most of them are needed.
+std::byte* ServedMemory::Worker::Cut(size_t bytes) {
+  if (bytes > kPiece / 8) return static_cast<std::byte*>(served_->Ask(bytes));
+  if (bytes > left_) {
+    piece_ = static_cast<std::byte*>(served_->Ask(kPiece));
+    left_ = piece_ != nullptr ? kPiece : 0;
+    if (piece_ == nullptr) return nullptr;
+  }
+  std::byte* block = piece_;
+  piece_ += bytes;
+  left_ -= bytes;
+  return block;
 }
 
 void ServedMemory::Worker::do_deallocate(void* block, size_t, size_t) {

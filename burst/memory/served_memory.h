@@ -39,8 +39,12 @@ class ServedMemory {
       return this == &other;
     }
 
+    std::byte* Cut(size_t bytes);
+
     ServedMemory* served_;
     Block* free_ = nullptr;
+    std::byte* piece_ = nullptr;
+    size_t left_ = 0;
   };
 
   /// To be told before a thread starts, and again if it does not.

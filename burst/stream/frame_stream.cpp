@@ -15,8 +15,8 @@ namespace {
 /// A frame that fits neither its neighbour nor the one before that begins another shot. One alone that fits
 /// nothing, a flash or a frame out of the decoder's order, must not part what it stands between.
 constexpr size_t kLookedBack = 2;
-/// Of a frame that is prepared for alignment, for a pixel of the largest size that is compared: grey values, a
-/// tile's sums, and a third of that for the smaller sizes.
+/// Of a frame that is prepared for alignment, for a pixel of the largest size that is compared: grey values,
+/// a tile's sums, and a third of that for the smaller sizes.
 constexpr uint64_t kFeatureBytes = 4;
 constexpr uint64_t kSmallFeatures = 256 << 10;
 
@@ -34,16 +34,26 @@ void FrameStream::Flush() {
   ++segment_;
 }
 
-int64_t FrameStream::ShotOf(const Frame& frame, Alignment* to_last, bool* known) const {
-  for (size_t back = 1; back <= std::min(kLookedBack, frames_.size()); ++back) {
-    const Frame& before = *frames_[frames_.size() - back];
+bool FrameStream::Follows(size_t index) const {
+  return index > 0 && frames_[index - 1]->segment == frames_[index]->segment;
+}
+
+// Which shot a frame belongs to, all before it being settled. `to_last`: the frame before it aligned with it,
+// if that is known already.
+void FrameStream::Settle(size_t index, const Alignment* to_last) {
+  Frame& frame = *frames_[index];
+  if (frame.shot != kUnsettled) return;
+  for (size_t back = 1; back <= std::min(kLookedBack, index); ++back) {
+    const Frame& before = *frames_[index - back];
     if (before.segment != frame.segment) break;
-    const Alignment found = zolt::Align(before.features, frame.features);
+    const Alignment found =
+        back == 1 && to_last != nullptr ? *to_last : zolt::Align(before.features, frame.features);
     if (found.out_of_memory) throw std::bad_alloc();
-    if (back == 1) *to_last = found, *known = true;
-    if (found.aligned) return before.shot;
+    if (!found.aligned) continue;
+    frame.shot = before.shot;
+    return;
   }
-  return shots_;
+  frame.shot = shots_++;
 }
 
 void FrameStream::Push(const zolt_burst_picture& picture) {
@@ -54,22 +64,14 @@ void FrameStream::Push(const zolt_burst_picture& picture) {
   frame->energy = GradientEnergy(luma);
   frame->level = MeanLevel(luma);
   frame->segment = segment_ + (ended_ ? 1 : 0);
-  Alignment to_last;
-  bool known = false;
-  frame->shot = ShotOf(*frame, &to_last, &known);
+  // The last one waits until a result needs it, whose other pairs are aligned at the same time.
+  if (!frames_.empty()) Settle(frames_.size() - 1, nullptr);
   frames_.push_back(std::move(frame));
-  const auto& added = *frames_.back();
-  if (known) {
-    Frame& before = *frames_[frames_.size() - 2];
-    before.next = to_last;
-    before.next_known = true;
-  }
-  if (added.shot == shots_) ++shots_;
   if (ended_ && next_ + 1 == frames_.size()) {
     frames_.erase(frames_.begin(), frames_.end() - 1);
     next_ = 0;
   }
-  segment_ = added.segment;
+  segment_ = frames_.back()->segment;
   ended_ = false;
 }
 
@@ -120,16 +122,51 @@ FrameStream::Window FrameStream::WindowOf(size_t index) const {
   return window;
 }
 
-FrameStream::Burst FrameStream::Next() const {
-  const Window window = WindowOf(next_);
+// Of the newest frame it is not known yet whether a cut lies before it. It is taken as the same shot, and
+// that pair aligned beside those of the window.
+FrameStream::Burst FrameStream::Next() {
+  const size_t newest = frames_.size() - 1;
+  const bool unsettled = frames_[newest]->shot == kUnsettled;
+  if (unsettled && Follows(newest)) frames_[newest]->shot = frames_[newest - 1]->shot;
+  Window window = WindowOf(next_);
+  std::vector<AlignmentJob> jobs;
+  const auto job = [&](size_t reference, size_t frame) {
+    jobs.push_back({&frames_[reference]->features, &frames_[frame]->features});
+  };
+  for (const size_t i : window.frames) {
+    if (i != next_) job(next_, i);
+  }
+  size_t to_last = jobs.size();
+  if (unsettled && Follows(newest)) {
+    if (next_ + 1 == newest && window.frames.back() == newest) {
+      --to_last;
+    } else {
+      job(newest - 1, newest);
+    }
+  }
+  if (unsettled) frames_[newest]->shot = kUnsettled;
+  AlignAll(jobs.data(), static_cast<int>(jobs.size()));
+  if (unsettled) {
+    Settle(newest, to_last < jobs.size() ? &jobs[to_last].result : nullptr);
+    window = WindowOf(next_);
+  }
+  return BurstOf(window, jobs);
+}
+
+FrameStream::Burst FrameStream::BurstOf(const Window& window, const std::vector<AlignmentJob>& jobs) const {
   Burst burst;
   burst.reference = static_cast<int>(window.reference);
-  const Frame& reference = *frames_[next_];
+  burst.alignments.reserve(window.frames.size());
+  const AlignmentReference* reference = &frames_[next_]->features;
   for (const size_t i : window.frames) {
     const Frame& frame = *frames_[i];
-    const bool known = i == next_ + 1 && reference.next_known;
+    const auto found = std::find_if(jobs.begin(), jobs.end(), [&](const AlignmentJob& job) {
+      return job.reference == reference && job.frame == &frame.features;
+    });
+    const Alignment* alignment = nullptr;
+    if (found != jobs.end()) alignment = &burst.alignments.emplace_back(found->result);
     burst.pictures.push_back(&frame.picture.view());
-    burst.known.push_back({&frame.features, frame.energy, frame.level, known ? &reference.next : nullptr});
+    burst.known.push_back({&frame.features, frame.energy, frame.level, alignment});
   }
   return burst;
 }

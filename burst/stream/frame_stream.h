@@ -34,14 +34,15 @@ class FrameStream {
   /// The frame whose result is next. Only if one is ready.
   const zolt_burst_picture& Upcoming() const { return frames_[next_]->picture.view(); }
 
-  /// The frames of the next result's burst in their order.
+  /// The frames of the next result's burst in their order, aligned.
   struct Burst {
     std::vector<const zolt_burst_picture*> pictures;
     std::vector<KnownFrame> known;
     int reference;
+    std::vector<Alignment> alignments;  ///< that `known` leads to
   };
   /// Only if one is ready. Valid until the stream is changed.
-  Burst Next() const;
+  Burst Next();
   /// What chooses its band.
   NoiseFollower* Follower(const Burst& burst);
   /// On to the next frame; those that none needs any more are dropped.
@@ -53,19 +54,20 @@ class FrameStream {
     KeptPicture picture;
     AlignmentReference features;
     double energy = 0, level = 0;
-    int64_t shot = 0;     ///< frames of one shot have one number, which no other has
-    int64_t segment = 0;  ///< between two calls of End
-    bool next_known = false;
-    Alignment next;  ///< of the following frame to this one
+    int64_t shot = kUnsettled;  ///< frames of one shot have one number, which no other has
+    int64_t segment = 0;        ///< between two calls of End
   };
   struct Window {
     std::vector<size_t> frames;
     size_t reference;
   };
-  int64_t ShotOf(const Frame& frame, Alignment* to_last, bool* known) const;
+  static constexpr int64_t kUnsettled = -1;
+  void Settle(size_t index, const Alignment* to_last);
+  bool Follows(size_t index) const;
   bool IsReady(size_t index) const;
   size_t Awaited(size_t index) const;
   Window WindowOf(size_t index) const;
+  Burst BurstOf(const Window& window, const std::vector<AlignmentJob>& jobs) const;
 
   const int window_, delay_;
   const bool waits_;  ///< for a whole window where a shot begins
