@@ -67,7 +67,10 @@ class VideoRun {
     CloseTargets(&failure);
     Tell();
     if (failure) std::rethrow_exception(failure);
-    if (stopped_) throw ToolError(kExitStopped, "stopped after " + Frames() + ", which " + Name() + " holds");
+    if (!stopped_) return;
+    const bool some = target_->frames() > 0;
+    throw ToolError(kExitStopped, some ? "stopped after " + Frames() + ", which " + Name() + " holds"
+                                       : "stopped before anything was written");
   }
 
  private:
@@ -181,7 +184,7 @@ class VideoRun {
     for (VideoTarget* target : {target_.get(), compare_.get()}) {
       if (target == nullptr) continue;
       try {
-        if (target->frames() > 0 || !*failure) target->Close();
+        if (target->frames() > 0 || (!*failure && !stopped_)) target->Close();
       } catch (...) {
         if (!*failure) *failure = std::current_exception();
       }
