@@ -260,6 +260,9 @@ bool VideoSource::TakeFrame(VideoItem* item) {
   if (past_end_ || at < begin_ - av_q2d(base) / 2) return false;
   item->frame = EightBit(*frame_);
   item->frame->pts = stamp;
+  // The container may know better than the codec.
+  item->frame->sample_aspect_ratio =
+      av_guess_sample_aspect_ratio(format_.get(), format_->streams[stream_], frame_.get());
   ++frames_;
   return true;
 }

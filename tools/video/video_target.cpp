@@ -90,7 +90,9 @@ bool KeepsOwnTags(const AVFormatContext& format) {
 
 // The titles of chapters lie in a stream of their own, which the container makes anew.
 bool IsChapterText(const AVFormatContext& file, const AVStream& stream) {
-  return file.nb_chapters > 0 && stream.codecpar->codec_tag == MKTAG('t', 'e', 'x', 't');
+  const AVCodecParameters& codec = *stream.codecpar;
+  return file.nb_chapters > 0 && codec.codec_type == AVMEDIA_TYPE_DATA &&
+         codec.codec_tag == MKTAG('t', 'e', 'x', 't');
 }
 
 bool Takes(const AVOutputFormat* container, const AVStream& stream) {
