@@ -1,5 +1,9 @@
 #include "burst/memory_need.h"
 
+#include <algorithm>
+
+#include "burst/alignment/alignment.h"
+#include "burst/alignment/pyramid.h"
 #include "burst/picture/kept_picture.h"
 #include "burst/picture/picture.h"
 #include "burst/work_geometry.h"
@@ -13,8 +17,11 @@ namespace {
 constexpr double kFinishBytesPerPixel = 1.5;
 /// Luma and chroma of RGB pictures as planes, twice: one frame beside the reference.
 constexpr double kPlanesPerPixel = 4;
-/// Pyramids and maps of the alignment, the noise measure's blocks.
+/// The reference's pyramid, the noise measure's blocks.
 constexpr double kAlignmentBytesPerPixel = 4;
+/// Of each pair that is aligned at a time, for a pixel of the largest size that is compared: the frame's pyramid,
+/// tiles' sums, copies in equal tones.
+constexpr double kPairBytesPerPixel = 6;
 /// Fine mode's finished planes and the padded ones of the plane at hand, of RGB at full size.
 constexpr double kFineBytesPerPixel = 15;
 constexpr double kSmallThings = 8 << 20;
@@ -37,7 +44,9 @@ uint64_t MemoryNeed(int32_t width, int32_t height, int32_t kept_frames, int32_t 
   const double fine = mode == ZOLT_BURST_FINE ? kFineBytesPerPixel : 0;
   const double kept = KeptPicture::kMostBytesPerPixel * static_cast<double>(kept_frames);
   const double around = native * (kPlanesPerPixel + kAlignmentBytesPerPixel + fine + kept);
-  return static_cast<uint64_t>(merging + around + kSmallThings);
+  const double compared = std::min(native, static_cast<double>(Pyramid::kFinestPixels));
+  const double pairs = kAlignmentThreads * kPairBytesPerPixel * compared;
+  return static_cast<uint64_t>(merging + around + pairs + kSmallThings);
 }
 
 }  // namespace zolt

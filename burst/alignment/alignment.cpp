@@ -343,7 +343,9 @@ void AlignAll(AlignmentJob* jobs, int count) {
     };
     std::vector<std::thread> threads;
     try {
-      while (static_cast<int>(threads.size()) < std::min(count, kAlignmentThreads)) {
+      // More than there are cores take memory and win nothing.
+      const int cores = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+      while (static_cast<int>(threads.size()) < std::min({count, cores, kAlignmentThreads})) {
         memory.Expect();
         threads.emplace_back(work);
         pthread_setname_np(threads.back().native_handle(), "zolt_align");
