@@ -55,10 +55,27 @@ FrameMotion Identity() {
   return {1, 0, 0, 0, 1, 0, 0, 0, 1};
 }
 
-// Shift, rotation about the middle and perspective, each uniform up to its largest value.
-FrameMotion HandMotion(int width, int height, double motion, uint64_t seed, int index) {
+// A burst's hand: each frame's motion has nothing to do with the one before.
+double RandomPlace(uint64_t seed, int index, uint64_t k) {
+  return 2 * HashUniform(seed, kMotionStream + static_cast<uint64_t>(index), k) - 1;
+}
+
+// A video's hand in -1..1, 0 at frame 0: it drifts from place to place within a second, and trembles.
+double SmoothPlace(uint64_t seed, int index, uint64_t k) {
+  const auto wave = [&](int period, int at) {
+    const double t = static_cast<double>(at % period) / period, s = t * t * (3 - 2 * t);
+    const double a = RandomPlace(seed + static_cast<uint64_t>(period), at / period, k);
+    return a + s * (RandomPlace(seed + static_cast<uint64_t>(period), at / period + 1, k) - a);
+  };
+  const auto place = [&](int at) { return 0.9 * wave(24, at) + 0.1 * wave(5, at); };
+  return 0.5 * (place(index) - place(0));
+}
+
+// Shift, rotation about the middle and perspective, each up to its largest value.
+FrameMotion HandMotion(int width, int height, const CameraSettings& settings, int index) {
   const auto random = [&](uint64_t k) {
-    return motion * (2 * HashUniform(seed, kMotionStream + static_cast<uint64_t>(index), k) - 1);
+    return settings.motion *
+           (settings.video ? SmoothPlace(settings.seed, index, k) : RandomPlace(settings.seed, index, k));
   };
   // The tangent of half the angle gives sine and cosine without a library function.
   const double t = 0.008726867790758789 * random(0);  // half of 1 degree
@@ -91,7 +108,7 @@ struct Ball {
   double x, y, radius;
 };
 
-Ball BallAt(int frame, int width, int height) {
+Ball BallAt(double frame, int width, int height) {
   return {width * (0.35 + 0.055 * frame), height * (0.60 - 0.012 * frame), height * 0.09};
 }
 
@@ -203,8 +220,7 @@ Camera::Camera(const RgbPicture& photo, const CameraSettings& settings) : settin
   KeepPhoto(photo);
   for (int i = 0; i < settings_.frames; ++i) {
     const bool still = i == 0 || settings_.motion == 0;
-    homographies_.push_back(still ? Identity()
-                                  : HandMotion(width_, height_, settings_.motion, settings_.seed, i));
+    homographies_.push_back(still ? Identity() : HandMotion(width_, height_, settings_, i));
   }
 }
 
@@ -258,7 +274,8 @@ void Camera::ScenePoint(double x, double y, int channel, int ball_frame, float* 
   const float lower = q[0] + fx * (q[1] - q[0]);
   *out = (upper + fy * (lower - upper)) * (1.0f / 65535);
   if (!settings_.ghost) return;
-  const Ball ball = BallAt(ball_frame, width_, height_);
+  constexpr double kVideoPace = 0.2;  // a burst's frames lie further apart
+  const Ball ball = BallAt(settings_.video ? kVideoPace * ball_frame : ball_frame, width_, height_);
   const double dx = (x - ball.x) / ball.radius;
   const double dy = (y - ball.y) / ball.radius;
   const double distance = std::sqrt(dx * dx + dy * dy);
@@ -341,8 +358,8 @@ std::array<std::vector<float>, 3> Camera::WhiteNoise(const std::array<std::vecto
   return noise;
 }
 
-YuvPicture Camera::Truth(int exposure_of) const {
-  auto rgb = DemosaicDirected(Mosaic(0, exposure_of), width_, height_);
+YuvPicture Camera::Clean(int geometry, int exposure_of) const {
+  auto rgb = DemosaicDirected(Mosaic(geometry, exposure_of), width_, height_);
   for (auto& plane : rgb) ToneCurve::Develop(plane, nullptr);
   auto yuv = YuvPlanes(rgb, width_, height_);
   for (int c = 1; c < 3; ++c) {

@@ -19,6 +19,7 @@ struct CameraSettings {
   double motion = 1;   // 1 is a hand that holds the phone; 0 a tripod
   bool ghost = false;  // a ball rolls through the scene
   bool white = false;  // leave out the correlation of the noise
+  bool video = false;  // the hand and the ball move on smoothly from frame to frame, 30 in a second
   double last_ev = 0;  // exposure of the last frame beside the others, in stops
   int max_width = 0;   // 0: no limit; else the photo is reduced by a whole number until a frame fits
   int crop_width = 0;  // 0: the whole photo; else the middle part of this size
@@ -43,10 +44,14 @@ class Camera {
   YuvPicture Frame(int index) const;
 
   /// What frame 0 would be without noise, at the exposure of frame `exposure_of`.
-  YuvPicture Truth(int exposure_of) const;
+  YuvPicture Truth(int exposure_of) const { return Clean(0, exposure_of); }
+
+  /// Frame `index` without its noise.
+  YuvPicture CleanFrame(int index) const { return Clean(index, index); }
 
  private:
   void KeepPhoto(const RgbPicture& photo);
+  YuvPicture Clean(int geometry, int exposure_of) const;
   double Exposure(int index) const;
   void ScenePoint(double x, double y, int channel, int ball_frame, float* out) const;
   std::vector<float> Mosaic(int geometry, int exposure_of) const;

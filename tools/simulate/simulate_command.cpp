@@ -15,6 +15,7 @@
 #include "simulate/burst_folder.h"
 #include "simulate/camera.h"
 #include "simulate/scene.h"
+#include "simulate/video_folder.h"
 
 namespace zolt {
 namespace {
@@ -24,9 +25,11 @@ constexpr const char* kExamples = R"(Examples:
   zolt-burst simulate photo.jpg -o burst --iso 3200 --ghost   a photo, with something that moves
   zolt-burst simulate photo.jpg -o burst --motion 0 --white   a tripod and white noise
   zolt-burst simulate photo.jpg -o burst --last-ev 2          the last frame two stops brighter
+  zolt-burst simulate photo.jpg -o film --video --crop 1280x720   two seconds of video
 
 FOLDER gets frame-0.png and so on, truth.png (frame 0 without noise), burst.json and, with --last-ev,
-truth-last.png (the same at the last frame's exposure), with --mean also mean.png. The same options give the same pictures on every machine.)";
+truth-last.png (the same at the last frame's exposure), with --mean also mean.png; with --video it gets video.y4m, truth.y4m (the same without noise) and video.json
+(each frame's motion). The same options give the same pictures on every machine.)";
 
 struct Options {
   std::string photo;
@@ -103,12 +106,34 @@ BurstInfo Shoot(const Camera& camera, const Options& options) {
   return info;
 }
 
+void TellVideo(const Options& options, const Camera& camera, std::ostream& out) {
+  const int frames = options.camera.frames;
+  if (options.json) {
+    const nlohmann::ordered_json j = {{"folder", options.folder},  {"width", camera.width()},
+                                      {"height", camera.height()}, {"frames", frames},
+                                      {"video", "video.y4m"},      {"truth", "truth.y4m"},
+                                      {"iso", options.camera.iso}, {"seed", options.camera.seed}};
+    out << j.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+    return;
+  }
+  out << options.folder << ": video of " << frames << " frames of " << camera.width() << " x "
+      << camera.height() << " at ISO " << options.camera.iso << "\n";
+}
+
 void Run(Options options, std::ostream& out) {
   if (!std::isfinite(options.camera.motion) || !std::isfinite(options.camera.last_ev)) {
     FailUsage("--motion and --last-ev take numbers");
   }
   if (options.mean && (options.camera.ghost || options.camera.last_ev != 0)) {
     FailUsage("--mean is of frames that are alike: leave out --ghost and --last-ev");
+  }
+  constexpr int kMostOfBurst = 10, kVideoFrames = 60;
+  if (options.camera.frames == 0)
+    options.camera.frames = options.camera.video ? kVideoFrames : CameraSettings().frames;
+  if (!options.camera.video && options.camera.frames > kMostOfBurst)
+    FailUsage("--frames: a burst has 2 to 10");
+  if (options.camera.video && (options.mean || options.camera.last_ev != 0)) {
+    FailUsage("--video goes without --mean and --last-ev");
   }
   if (!options.crop.empty()) {
     const auto [width, height] = ParseSize(options.crop, "--crop");
@@ -119,6 +144,11 @@ void Run(Options options, std::ostream& out) {
   const Camera camera(photo, options.camera);
   MakeFolder(options.folder);
   ClearOldBurst(options.folder);
+  if (options.camera.video) {
+    WriteVideoFolder(options.folder, camera, options.camera);
+    TellVideo(options, camera, out);
+    return;
+  }
   const BurstInfo info = Shoot(camera, options);
   if (options.mean) WriteMean(photo, options);
   WriteBurstInfo(options.folder, info);
@@ -143,9 +173,12 @@ void AddSimulateCommand(CLI::App& app, std::ostream& out) {
   command->add_option("PHOTO", options->photo, "any image; without it the built-in scene is taken");
   command->add_option("-o,--output", options->folder, "folder for the burst; made if it isn't there")
       ->required();
-  command->add_option("--frames", camera.frames, "frames of the burst")
-      ->check(CLI::Range(2, 10))
-      ->capture_default_str();
+  camera.frames = 0;
+  command->add_option("--frames", camera.frames, "frames of the burst, 2 to 10, or of the video, to 300")
+      ->check(CLI::Range(2, 300))
+      ->default_str("6; video 60");
+  command->add_flag("--video", camera.video,
+                    "film it: the hand moves on smoothly, 30 frames a second, as Y4M");
   command->add_option("--iso", camera.iso, "sensitivity; sets the noise")
       ->check(CLI::Range(1, 1000000))
       ->capture_default_str();
