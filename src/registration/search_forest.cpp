@@ -1,6 +1,7 @@
 #include "registration/search_forest.h"
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 
 #include "base/alloc_hooks.h"
@@ -8,6 +9,7 @@
 #include "base/log.h"
 #include "base/random.h"
 #include "base/result_codes.h"
+#include "base/vector_clones.h"
 #include "threads/worker_pool.h"
 
 namespace zolt {
@@ -18,61 +20,104 @@ constexpr int32_t kMeanSample = 101;  // entries of a range that choose its dime
 constexpr int32_t kLeafBudget = 32;   // leaves that a query may compare
 constexpr int32_t kFar = std::numeric_limits<int32_t>::max();
 
+/// A part of a tree that is still to be built: its indices and the place of its root among the nodes. A tree
+/// of n leaves takes 2 n - 1 nodes, so each part knows its own.
+struct Branch {
+  int32_t* indices;
+  int32_t count;
+  int32_t root;
+};
+
+struct Cut {
+  int32_t dimension, pivot;
+};
+
+/// Words that are summed at a time: what registers hold.
+constexpr int32_t kWordsAtOnce = 16;
+
+/// Means of the first entries' words. Sums of 101 words within +-2^23 take 30 bits.
+ZOLT_VECTOR_CLONES void MeansOf(const int32_t* __restrict descriptors, const int32_t* __restrict indices,
+                                int32_t sampled, int32_t* __restrict mean) {
+  for (int32_t first = 0; first < kDescriptorWords; first += kWordsAtOnce) {
+    int32_t sum[kWordsAtOnce] = {};
+    for (int32_t i = 0; i < sampled; ++i) {
+      const int32_t* __restrict v = descriptors + static_cast<int64_t>(indices[i]) * kDescriptorWords + first;
+      for (int32_t d = 0; d < kWordsAtOnce; ++d) sum[d] = WrapAdd(sum[d], v[d]);
+    }
+    // A quotient of 32 bits by at most 101 is a whole number or off it by a hundredth: what doubles round
+    // does not change it, and they divide side by side.
+    for (int32_t d = 0; d < kWordsAtOnce; ++d)
+      mean[first + d] = static_cast<int32_t>(static_cast<double>(sum[d]) / static_cast<double>(sampled));
+  }
+}
+
+/// Differences of words within +-2^25 are 16 bits once 12 are dropped, so that their square takes one
+/// multiplication; 101 squares of words within +-2^23 take 31 bits.
+ZOLT_VECTOR_CLONES void VariancesOf(const int32_t* __restrict descriptors, const int32_t* __restrict indices,
+                                    int32_t sampled, const int32_t* __restrict mean,
+                                    int32_t* __restrict variance) {
+  for (int32_t first = 0; first < kDescriptorWords; first += kWordsAtOnce) {
+    int32_t sum[kWordsAtOnce] = {};
+    for (int32_t i = 0; i < sampled; ++i) {
+      const int32_t* __restrict v = descriptors + static_cast<int64_t>(indices[i]) * kDescriptorWords + first;
+      for (int32_t d = 0; d < kWordsAtOnce; ++d) {
+        const auto difference = static_cast<int16_t>(WrapSub(v[d], mean[first + d]) >> 12);
+        sum[d] = WrapAdd(sum[d], difference * difference);
+      }
+    }
+    std::copy_n(sum, kWordsAtOnce, variance + first);
+  }
+}
+
 /// Builds trees over ranges of an index array, in place.
 class TreeBuilder {
  public:
   TreeBuilder(const int32_t* descriptors, KdNode* nodes) : descriptors_(descriptors), nodes_(nodes) {}
 
-  /// Returns the root's index. Recurses into the smaller half only, so the depth is at most log2(count).
-  int32_t Build(int32_t* indices, int32_t count) {
-    const int32_t root = used_;
-    for (int32_t node = used_++;;) {
-      if (count == 1) {
-        nodes_[node] = {indices[0], 0, kNoNode, kNoNode};
-        return root;
-      }
-      const Cut cut = ChooseCut(indices, count);
-      const int32_t split = Split(indices, count, cut);
-      const bool left_is_smaller = split <= count - split;
-      const int32_t small = left_is_smaller ? Build(indices, split) : Build(indices + split, count - split);
-      const int32_t large = used_++;
-      nodes_[node] = {cut.dimension, cut.pivot, left_is_smaller ? small : large,
-                      left_is_smaller ? large : small};
-      if (left_is_smaller) indices += split;
-      count = left_is_smaller ? count - split : split;
-      node = large;
+  /// Recurses into the smaller half only, so the depth is at most log2(count).
+  void Build(Branch branch) const {
+    Branch small;
+    while (CutOff(&branch, &small)) Build(small);
+  }
+
+  /// Fills in the root. False if that is a leaf; else the larger half takes its place and `small` is the
+  /// other one.
+  bool CutOff(Branch* branch, Branch* small) const {
+    const auto [indices, count, root] = *branch;
+    if (count == 1) {
+      nodes_[root] = {indices[0], 0, kNoNode, kNoNode};
+      return false;
     }
+    const Cut cut = ChooseCut(indices, count);
+    const int32_t split = Split(indices, count, cut);
+    Branch left = {indices, split, 0}, right = {indices + split, count - split, 0};
+    const bool left_is_smaller = left.count <= right.count;
+    Branch& smaller = left_is_smaller ? left : right;
+    Branch& larger = left_is_smaller ? right : left;
+    smaller.root = root + 1;
+    larger.root = root + 2 * smaller.count;
+    nodes_[root] = {cut.dimension, cut.pivot, left.root, right.root};
+    *small = smaller;
+    *branch = larger;
+    return true;
   }
 
  private:
-  struct Cut {
-    int32_t dimension, pivot;
-  };
-
   const int32_t* Descriptor(int32_t index) const {
     return descriptors_ + static_cast<int64_t>(index) * kDescriptorWords;
   }
 
-  /// The dimension of largest variance among the first entries, and its mean. Values lie in +-2^23: the sum
-  /// of 101 takes 30 bits, that of the squares of 12-bit differences 31.
+  /// The dimension of largest variance among the first entries, and its mean.
   Cut ChooseCut(const int32_t* indices, int32_t count) const {
     const int32_t sampled = std::min(count, kMeanSample);
-    int32_t mean[kDescriptorWords] = {};
-    for (int32_t i = 0; i < sampled; ++i) {
-      const int32_t* v = Descriptor(indices[i]);
-      for (int32_t d = 0; d < kDescriptorWords; ++d) mean[d] = WrapAdd(mean[d], v[d]);
-    }
-    for (int32_t& m : mean) m /= sampled;
-    int32_t variance[kDescriptorWords] = {};
-    for (int32_t i = 0; i < sampled; ++i) {
-      const int32_t* v = Descriptor(indices[i]);
-      for (int32_t d = 0; d < kDescriptorWords; ++d) {
-        const int32_t difference = WrapSub(v[d], mean[d]) >> 12;
-        variance[d] = WrapAdd(variance[d], WrapMul(difference, difference));
-      }
-    }
+    int32_t mean[kDescriptorWords], variance[kDescriptorWords];
+    MeansOf(descriptors_, indices, sampled, mean);
+    VariancesOf(descriptors_, indices, sampled, mean, variance);
+    // In two plain loops: one that remembers the place guesses wrong at every new largest.
+    int32_t largest = variance[0];
+    for (const int32_t v : variance) largest = std::max(largest, v);
     const auto widest =
-        static_cast<int32_t>(std::max_element(variance, variance + kDescriptorWords) - variance);
+        static_cast<int32_t>(std::find(variance, variance + kDescriptorWords, largest) - variance);
     return {widest, mean[widest]};
   }
 
@@ -98,8 +143,22 @@ class TreeBuilder {
 
   const int32_t* descriptors_;
   KdNode* nodes_;
-  int32_t used_ = 0;
 };
+
+/// Its branches are built side by side, once there are enough of them to be shared evenly.
+void BuildTree(const TreeBuilder& builder, Branch tree) {
+  constexpr int32_t kBranches = 16;
+  Branch branches[kBranches] = {tree};
+  int32_t count = 1;
+  const auto less = [](const Branch& a, const Branch& b) { return a.count < b.count; };
+  while (count < kBranches &&
+         builder.CutOff(std::max_element(branches, branches + count, less), &branches[count]))
+    ++count;
+  std::atomic<int32_t> next = 0;
+  RunOnPool(RegistrationPool(), [&](int32_t) {
+    for (int32_t i; (i = next.fetch_add(1, std::memory_order_relaxed)) < count;) builder.Build(branches[i]);
+  });
+}
 
 /// Squared distance of two unit vectors, Q30. Vectors further apart than a right angle wrap.
 int32_t LeafDistance(const int32_t* __restrict a, const int32_t* __restrict b) {
@@ -244,14 +303,15 @@ int32_t BuildForest(const FeatureList& features, const KdForest& forest, const M
   auto* indices = reinterpret_cast<int32_t*>(block.data());
   for (int32_t i = 0; i < features.count; ++i) indices[i] = i;
   MultiplyWithCarry random;
-  TreeBuilder builder(features.descriptors, forest.nodes);
+  const TreeBuilder builder(features.descriptors, forest.nodes);
   for (int32_t t = 0; t < kTreeCount; ++t) {
     // Each tree shuffles the order that the one before left.
     for (int32_t i = 1; i < features.count; ++i) {
       const uint32_t j = random.Next(static_cast<uint32_t>(i) + 1);
       std::swap(indices[i], indices[j]);
     }
-    forest.roots[t] = builder.Build(indices, features.count);
+    forest.roots[t] = t * (2 * features.count - 1);
+    BuildTree(builder, {indices, features.count, forest.roots[t]});
   }
   return kOk;
 }

@@ -34,8 +34,9 @@ struct NeighbourPair {
 };
 static_assert(sizeof(NeighbourPair) == 20);
 
-/// Builds the forest over `features`, count >= 1. Deterministic: one generator with a fixed seed serves all
-/// trees. 0, or -1000 with a log line when the hook refuses the index array.
+/// Builds the forest over `features`, count >= 1, words within +-2^25. Deterministic: one generator with a
+/// fixed seed serves all trees. Runs on RegistrationPool(), which the caller has started. 0, or -1000 with a
+/// log line when the hook refuses the index array.
 int32_t BuildForest(const FeatureList& features, const KdForest& forest, const MfAllocHooks& hooks);
 
 /// Finds the two approximate nearest neighbours of every query, visiting at most 32 leaves for each.

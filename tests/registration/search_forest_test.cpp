@@ -20,6 +20,7 @@ struct Indexed {
       : descriptors(std::move(words)),
         count(static_cast<int32_t>(descriptors.size() / 64)),
         nodes(static_cast<size_t>(4 * (2 * count - 1))) {
+    const test::StartedPool started;
     EXPECT_EQ(BuildForest(list(), forest(), DefaultHooks()), 0);
   }
   FeatureList list() { return {nullptr, descriptors.data(), count}; }
