@@ -289,6 +289,13 @@ class ForestSearch {
   int32_t checked_ = 0;
 };
 
+ZOLT_VECTOR_CLONES void FindAll(const FeatureList& reference, const KdForest& forest, int32_t* memory,
+                                const int32_t* queries, int32_t count, NeighbourPair* results) {
+  ForestSearch search(reference, forest, memory);
+  for (int32_t i = 0; i < count; ++i)
+    search.Find(queries + static_cast<int64_t>(i) * kDescriptorWords, results + i);
+}
+
 constexpr char kMallocFailed[] = "GETFEATURE_SURF: malloc failed!";
 
 }  // namespace
@@ -332,11 +339,9 @@ int32_t MatchDescriptors(const FeatureList& query, const FeatureList& reference,
 
   const int32_t per_job = query.count / kJobs;
   RunOnPool(RegistrationPool(), [&](int32_t job) {
-    ForestSearch search(reference, forest, reinterpret_cast<int32_t*>(blocks[job].data()));
-    const int32_t end = job == kJobs - 1 ? query.count : (job + 1) * per_job;
-    for (int32_t i = job * per_job; i < end; ++i) {
-      search.Find(query.descriptors + static_cast<int64_t>(i) * kDescriptorWords, results + i);
-    }
+    const int32_t first = job * per_job, end = job == kJobs - 1 ? query.count : first + per_job;
+    FindAll(reference, forest, reinterpret_cast<int32_t*>(blocks[job].data()),
+            query.descriptors + static_cast<int64_t>(first) * kDescriptorWords, end - first, results + first);
   });
   return kOk;
 }
