@@ -19,8 +19,8 @@ constexpr double kFinishBytesPerPixel = 1.5;
 constexpr double kPlanesPerPixel = 4;
 /// The reference's pyramid, the noise measure's blocks.
 constexpr double kAlignmentBytesPerPixel = 4;
-/// Of each pair that is aligned at a time, for a pixel of the largest size that is compared: the frame's pyramid,
-/// tiles' sums, copies in equal tones.
+/// Of each pair that is aligned at a time, for a pixel of the largest size that is compared: the frame's
+/// pyramid, tiles' sums, copies in equal tones.
 constexpr double kPairBytesPerPixel = 6;
 /// Fine mode's finished planes and the padded ones of the plane at hand, of RGB at full size.
 constexpr double kFineBytesPerPixel = 15;

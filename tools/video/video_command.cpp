@@ -4,7 +4,6 @@
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
-#include <map>
 #include <memory>
 
 #include "common/errors.h"
@@ -70,7 +69,6 @@ void AddEncoding(CLI::App* command, VideoSettings* video) {
 void AddVideoCommand(CLI::App& app, std::ostream& err) {
   auto options = std::make_shared<Options>();
   VideoSettings* video = &options->video;
-  static const std::map<std::string, int> kModes = {{"fine", ZOLT_BURST_FINE}, {"fast", ZOLT_BURST_FAST}};
   CLI::App* command = app.add_subcommand("video", "Clean every frame of a video with its neighbours");
   command->footer(kExamples);
   command->add_option("IN", video->source.path, "the video; - is standard input")->required();
@@ -80,7 +78,7 @@ void AddVideoCommand(CLI::App& app, std::ostream& err) {
       ->check(CLI::Range(2, 10))
       ->capture_default_str();
   command->add_option("--mode", video->mode, "fast; fine: most texture, least noise, several times slower")
-      ->transform(CLI::CheckedTransformer(kModes))
+      ->transform(CLI::CheckedTransformer(ModeNames()))
       ->default_str("fast");
   command
       ->add_option("--iso", options->iso,

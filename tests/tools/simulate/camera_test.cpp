@@ -165,5 +165,27 @@ TEST(Camera, GhostAndLastExposureChangeWhatTheyShould) {
   EXPECT_EQ(FailureOf([] { Camera(RgbPicture(100, 300), CameraSettings()); }), kExitUsage);
 }
 
+TEST(FilmedCamera, MovesOnSmoothlyAndItsTruthIsTheSameWithoutNoise) {
+  CameraSettings settings;
+  settings.video = true;
+  settings.frames = 40;
+  settings.crop_width = 320;
+  settings.crop_height = 240;
+  const Camera camera(RenderScene(), settings);
+  const auto shift = [&](int i) { return camera.homographies()[static_cast<size_t>(i)][2]; };
+  double furthest = 0;
+  for (int i = 1; i < settings.frames; ++i) {
+    EXPECT_LT(std::abs(shift(i) - shift(i - 1)), 0.001 * camera.width()) << i;
+    furthest = std::max(furthest, std::abs(shift(i)));
+  }
+  EXPECT_GT(furthest, 0.002 * camera.width());
+  EXPECT_EQ(shift(0), 0);
+  const YuvPicture frame = camera.Frame(30), truth = camera.CleanFrame(30);
+  double error = 0;
+  for (size_t i = 0; i < truth.y.size(); ++i) error += frame.y[i] - truth.y[i];
+  EXPECT_LT(std::abs(error / static_cast<double>(truth.y.size())), 0.2);
+  EXPECT_TRUE(camera.CleanFrame(0).y == camera.Truth(0).y);
+}
+
 }  // namespace
 }  // namespace zolt
