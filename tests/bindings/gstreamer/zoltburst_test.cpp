@@ -176,6 +176,97 @@ TEST(ZoltBurstElement, LateFramesPassUnfilteredAndAreTold) {
   gst_object_unref(bus);
 }
 
+/// The same frame with rows further apart, as decoders and cameras hand them out.
+GstBuffer* Padded(GstBuffer* plain) {
+  GstVideoInfo info;
+  gst_video_info_set_format(&info, GST_VIDEO_FORMAT_I420, kWidth, kHeight);
+  GstVideoInfo wide = info;
+  GstVideoAlignment around;
+  gst_video_alignment_reset(&around);
+  around.padding_left = 32, around.padding_right = 64, around.padding_top = 4, around.padding_bottom = 2;
+  gst_video_info_align(&wide, &around);
+  GstBuffer* buffer = gst_buffer_new_allocate(nullptr, wide.size, nullptr);
+  gst_buffer_add_video_meta_full(buffer, GST_VIDEO_FRAME_FLAG_NONE, GST_VIDEO_FORMAT_I420, kWidth, kHeight, 3,
+                                 wide.offset, wide.stride);
+  GstVideoFrame from, to;
+  EXPECT_TRUE(gst_video_frame_map(&from, &info, plain, GST_MAP_READ));
+  EXPECT_TRUE(gst_video_frame_map(&to, &info, buffer, GST_MAP_WRITE));
+  gst_video_frame_copy(&to, &from);
+  gst_video_frame_unmap(&from);
+  gst_video_frame_unmap(&to);
+  gst_buffer_unref(plain);
+  return buffer;
+}
+
+std::vector<uint8_t> PixelsOf(GstBuffer* buffer) {
+  GstVideoInfo info;
+  gst_video_info_set_format(&info, GST_VIDEO_FORMAT_I420, kWidth, kHeight);
+  GstVideoFrame frame;
+  EXPECT_TRUE(gst_video_frame_map(&frame, &info, buffer, GST_MAP_READ));
+  std::vector<uint8_t> out;
+  for (guint c = 0; c < 3; c++) {
+    for (int y = 0; y < GST_VIDEO_FRAME_COMP_HEIGHT(&frame, c); y++) {
+      const auto* row = static_cast<uint8_t*>(GST_VIDEO_FRAME_COMP_DATA(&frame, c)) +
+                        ptrdiff_t{y} * GST_VIDEO_FRAME_COMP_STRIDE(&frame, c);
+      out.insert(out.end(), row, row + GST_VIDEO_FRAME_COMP_WIDTH(&frame, c));
+    }
+  }
+  gst_video_frame_unmap(&frame);
+  return out;
+}
+
+TEST(ZoltBurstElement, StridesChangeNothingAndSharedBuffersStayAsTheyAre) {
+  Element plain("zoltburst window=3 delay=1 mode=fine"), padded("zoltburst window=3 delay=1 mode=fine");
+  std::vector<GstBuffer*> shared;  // as behind a tee
+  for (int i = 0; i < 4; i++) {
+    plain.Push(i);
+    shared.push_back(Padded(NoisyBuffer(Caps("I420"), i)));
+    EXPECT_EQ(GST_FLOW_OK, gst_harness_push(padded.get(), gst_buffer_ref(shared.back())));
+  }
+  for (Element* element : {&plain, &padded}) gst_harness_push_event(element->get(), gst_event_new_eos());
+  for (int i = 0; i < 4; i++) {
+    GstBuffer *a = gst_harness_try_pull(plain.get()), *b = gst_harness_try_pull(padded.get());
+    GstBuffer* given = NoisyBuffer(Caps("I420"), i);
+    ASSERT_TRUE(a != nullptr && b != nullptr);
+    EXPECT_TRUE(PixelsOf(a) == PixelsOf(b)) << i;
+    EXPECT_TRUE(PixelsOf(shared[static_cast<size_t>(i)]) == PixelsOf(given)) << i;
+    for (GstBuffer* buffer : {a, b, given, shared[static_cast<size_t>(i)]}) gst_buffer_unref(buffer);
+  }
+}
+
+TEST(ZoltBurstElement, ASeekDropsWhatWaited) {
+  GstElement* pipeline = gst_parse_launch(
+      "videotestsrc num-buffers=500 ! video/x-raw,format=NV12,width=64,height=48,framerate=25/1 ! "
+      "zoltburst window=5 ! fakesink name=sink sync=true",
+      nullptr);
+  GstBus* bus = gst_element_get_bus(pipeline);
+  GstElement* sink = gst_bin_get_by_name(GST_BIN(pipeline), "sink");
+  gst_element_set_state(pipeline, GST_STATE_PAUSED);
+  ASSERT_EQ(GST_STATE_CHANGE_SUCCESS, gst_element_get_state(pipeline, nullptr, nullptr, 20 * GST_SECOND));
+  GstClockTime first = GST_CLOCK_TIME_NONE;
+  GstPad* pad = gst_element_get_static_pad(sink, "sink");
+  const auto keep_first = [](GstPad*, GstPadProbeInfo* info, gpointer to) -> GstPadProbeReturn {
+    auto* stamp = static_cast<GstClockTime*>(to);
+    if (*stamp == GST_CLOCK_TIME_NONE) *stamp = GST_BUFFER_PTS(GST_PAD_PROBE_INFO_BUFFER(info));
+    return GST_PAD_PROBE_OK;
+  };
+  const GstClockTime from = 80 * kFrame, until = 90 * kFrame;
+  gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, keep_first, &first, nullptr);
+  EXPECT_TRUE(gst_element_seek(pipeline, 1, GST_FORMAT_TIME, GST_SEEK_FLAG_FLUSH, GST_SEEK_TYPE_SET,
+                               static_cast<gint64>(from), GST_SEEK_TYPE_SET, static_cast<gint64>(until)));
+  gst_element_set_state(pipeline, GST_STATE_PLAYING);
+  GstMessage* message = gst_bus_timed_pop_filtered(
+      bus, 20 * GST_SECOND, static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_EOS));
+  ASSERT_NE(nullptr, message);
+  EXPECT_EQ(GST_MESSAGE_EOS, GST_MESSAGE_TYPE(message));
+  EXPECT_EQ(from, first);
+  gst_message_unref(message);
+  gst_element_set_state(pipeline, GST_STATE_NULL);
+  for (gpointer object : {static_cast<gpointer>(pad), static_cast<gpointer>(sink), static_cast<gpointer>(bus),
+                          static_cast<gpointer>(pipeline)})
+    gst_object_unref(object);
+}
+
 TEST(ZoltBurstElement, RefusesInterlacedVideoAndWrongSettingsByAMessage) {
   for (const char* launch : {"videotestsrc num-buffers=2 ! "
                              "video/x-raw,format=I420,interlace-mode=interleaved ! zoltburst ! fakesink",
