@@ -6,6 +6,7 @@ PYTHON_PACKAGES="python3-dev python3-numpy pybind11-dev python3-pytest python3-m
 GSTREAMER_PACKAGES="libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good"
 CROSS_PACKAGES="g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user-static"
 CHECK_PACKAGES="clang-format clang-tidy git python3"
+COUNT_PACKAGES="llvm-22"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
 PHOTO_PACKAGES="lomiri-wallpapers-16.04"
 BROWSER_PACKAGES="chromium chromium-driver python3"
