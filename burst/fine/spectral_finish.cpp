@@ -68,8 +68,8 @@ Place PlaceAt(const Work& work, int x, int y, float level) {
 }
 
 /// Coefficients of the cleaned block, from those of the difference and the merge; `pilot` of the first
-/// result. One function for each pass: with the choice inside, the loops stayed scalar on 64-bit ARM, where two
-/// divisions a coefficient take longer than all else.
+/// result. One function for each pass: with the choice inside, the loops stayed scalar on 64-bit ARM, where
+/// two divisions a coefficient take longer than all else.
 template <bool kSecond>
 void Clean(const Work& work, const Place& place, const float* __restrict difference,
            const float* __restrict merge, const float* __restrict pilot, float* __restrict out) {
