@@ -240,6 +240,8 @@ void VideoTarget::OpenEncoder(const AVFrame& first) {
   e->thread_count = options_.threads;
   // MPEG-4 counts time in 16 bits.
   if (codec_->id == AV_CODEC_ID_MPEG4 && base_.den > 65535) e->time_base = av_inv_q(rate_);
+  // AVI has no place for the order in which frames are shown.
+  if (Is(format_->oformat, "avi")) e->max_b_frames = 0;
   if ((format_->oformat->flags & AVFMT_GLOBALHEADER) != 0) e->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   AVDictionary* settings = nullptr;
   const bool has_crf =
