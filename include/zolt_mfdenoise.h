@@ -83,6 +83,8 @@ typedef struct MfSession MfSession;
  *              file is looked up by its bare name. A folder of 242 to 479 characters makes too long a name.
  * hooks        allocator, or null for malloc and free; also taken when either pointer is null. The latest
  *              choice serves every session of the process and must stay callable as long as one is open.
+ *              Null: blocks of 4 MB and more that were given back wait for the next burst until the last
+ *              session ends, never more than a burst takes at once. An idle session should be ended.
  *
  * ZOLT_MF_OK, ZOLT_MF_LOAD_FAILURE (no file, under 200 bytes, malformed), ZOLT_MF_NO_MEMORY, or
  * ZOLT_MF_BAD_ARGUMENT (session_out is null).

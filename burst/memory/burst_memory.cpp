@@ -44,13 +44,9 @@ void* BurstMemory::Take(size_t bytes) noexcept {
                                  [bytes](void* block) { return HeadOf(block)->bytes == bytes; });
   void* block = nullptr;
   if (same != kept_.end()) {
-    block = *same;
-    *same = kept_.back();
-    kept_.pop_back();
-    kept_bytes_ -= bytes;
+    block = Unkeep(same);
   } else {
-    // A burst of another size: what is kept doesn't help it.
-    if (in_use_ + kept_bytes_ + bytes > peak_) Trim();
+    MakeRoom(bytes);
     block = TakeNew(bytes);
     if (block == nullptr && !kept_.empty()) {
       Trim();
@@ -66,11 +62,38 @@ void* BurstMemory::Take(size_t bytes) noexcept {
 void BurstMemory::Give(void* block) noexcept {
   if (block == nullptr) return;
   in_use_ -= HeadOf(block)->bytes;
+  if (!kKeepsBlocks) return GiveBack(block);
   try {
     kept_.push_back(block);
     kept_bytes_ += HeadOf(block)->bytes;
   } catch (const std::bad_alloc&) {
     GiveBack(block);
+  }
+}
+
+void BurstMemory::ResetPeak() noexcept {
+  // Nothing was given back: frames are kept, but no burst has been yet.
+  last_peak_ = peak_ > in_use_ ? peak_ : 0;
+  peak_ = in_use_;
+  MakeRoom(0);
+}
+
+void* BurstMemory::Unkeep(std::vector<void*>::iterator place) noexcept {
+  void* block = *place;
+  kept_bytes_ -= HeadOf(block)->bytes;
+  *place = kept_.back();
+  kept_.pop_back();
+  return block;
+}
+
+// The first burst's memory grows, and all goes that it does not need now. Later ones ask for the same big
+// blocks again: the smallest goes first, so that a frame's pyramid does not cost the engine's block.
+void BurstMemory::MakeRoom(size_t bytes) noexcept {
+  const uint64_t bound = std::max(peak_, last_peak_);
+  const auto smaller = [](void* a, void* b) { return HeadOf(a)->bytes < HeadOf(b)->bytes; };
+  while (!kept_.empty() && in_use_ + kept_bytes_ + bytes > bound) {
+    if (last_peak_ == 0) return Trim();
+    GiveBack(Unkeep(std::min_element(kept_.begin(), kept_.end(), smaller)));
   }
 }
 

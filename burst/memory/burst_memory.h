@@ -12,7 +12,8 @@ namespace zolt {
 
 /// All memory of one burst, the engine's included: comes from the caller's hooks, is counted, and is kept
 /// from one burst to the next, since a burst of the same size asks for the same blocks and fresh ones cost
-/// the kernel's clearing of every page. Only on the thread that is inside a call of the layer.
+/// the kernel's clearing of every page. With what is in use it is never more than this burst or the one
+/// before took at once. Only on the thread that is inside a call of the layer.
 class BurstMemory : public std::pmr::memory_resource {
  public:
   explicit BurstMemory(const zolt_burst_hooks& hooks) : hooks_(hooks) {}
@@ -28,7 +29,8 @@ class BurstMemory : public std::pmr::memory_resource {
 
   /// Bytes in use at most since the last ResetPeak.
   uint64_t peak() const { return peak_; }
-  void ResetPeak() { peak_ = in_use_; }
+  /// Begins a burst: what is kept beyond the needs of the one before is given back.
+  void ResetPeak() noexcept;
 
  private:
   void* do_allocate(size_t bytes, size_t alignment) override;
@@ -37,12 +39,15 @@ class BurstMemory : public std::pmr::memory_resource {
 
   void* TakeNew(size_t bytes) noexcept;
   void GiveBack(void* block) noexcept;
+  void* Unkeep(std::vector<void*>::iterator place) noexcept;
+  void MakeRoom(size_t bytes) noexcept;
 
   zolt_burst_hooks hooks_;
   std::vector<void*> kept_;
   uint64_t kept_bytes_ = 0;
   uint64_t in_use_ = 0;
   uint64_t peak_ = 0;
+  uint64_t last_peak_ = 0;  ///< of the burst before; 0: none
 };
 
 /// While it lives, EngineHooks() leads to this memory: the engine's hooks carry no pointer of the caller's.

@@ -2,14 +2,77 @@
 
 #include <cassert>
 #include <cstdlib>
+#include <mutex>
+
+#if defined(__GLIBC__) || defined(__ANDROID__)
+#include <malloc.h>
+#endif
 
 namespace zolt {
 namespace {
 
+/// Bytes of a block of malloc that may be used; 0 on a system that does not tell.
+size_t UsableSize(void* block) {
+#if defined(__GLIBC__) || defined(__ANDROID__)
+  return malloc_usable_size(block);
+#else
+  (void)block;
+  return 0;
+#endif
+}
+
+/// The system's heap takes such blocks from the kernel and gives them back each time, and the kernel clears
+/// every page anew. Smaller ones it keeps itself.
+constexpr size_t kLeastKept = 4 << 20;
+/// More than a burst has of them.
+constexpr int kMostKept = 8;
+
+/// The big blocks that wait for the next burst. They are plain blocks of malloc, which knows their size: a
+/// block whose session has got other hooks since is given to those.
+struct KeptBlocks {
+  std::mutex mutex;  // of all below
+  int sessions = 0;
+  int count = 0;
+  void* blocks[kMostKept] = {};
+
+  void Free() {
+    while (count > 0) std::free(blocks[--count]);
+  }
+  /// Null when none has about that size.
+  void* Take(size_t size) {
+    for (int i = 0; i < count; ++i) {
+      const size_t usable = UsableSize(blocks[i]);
+      if (usable < size || usable - size > size / 16) continue;
+      void* block = blocks[i];
+      blocks[i] = blocks[--count];
+      return block;
+    }
+    return nullptr;
+  }
+};
+
+KeptBlocks kept;
+
 void* DefaultAlloc(uint32_t size, const char*, uint32_t) {
+  const std::lock_guard<std::mutex> lock(kept.mutex);
+  const bool big = size >= kLeastKept;
+  void* block = big ? kept.Take(size) : nullptr;
+  if (block != nullptr) return block;
+  if (big) kept.Free();
+  block = std::malloc(size);
+  if (block != nullptr || kept.count == 0) return block;
+  kept.Free();
   return std::malloc(size);
 }
+
 void DefaultFree(void* block, const char*, uint32_t) {
+  if (kKeepsBlocks && UsableSize(block) >= kLeastKept) {
+    const std::lock_guard<std::mutex> lock(kept.mutex);
+    if (kept.sessions > 0 && kept.count < kMostKept) {
+      kept.blocks[kept.count++] = block;
+      return;
+    }
+  }
   std::free(block);
 }
 
@@ -40,6 +103,16 @@ const MfAllocHooks& CurrentHooks() {
 void ChooseHooks(const MfAllocHooks* hooks) {
   const bool complete = hooks != nullptr && hooks->alloc != nullptr && hooks->free != nullptr;
   current_hooks = complete ? *hooks : kDefaultHooks;
+}
+
+void SessionOpened() {
+  const std::lock_guard<std::mutex> lock(kept.mutex);
+  ++kept.sessions;
+}
+
+void SessionEnded() {
+  const std::lock_guard<std::mutex> lock(kept.mutex);
+  if (--kept.sessions == 0) kept.Free();
 }
 
 void HookBlock::TakeBytes(uint64_t size, const char* pool, const MfAllocHooks& hooks) {

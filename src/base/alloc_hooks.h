@@ -11,8 +11,25 @@ namespace zolt {
 inline constexpr char kDenoisePool[] = "mfdenoise";
 inline constexpr char kRegistrationPool[] = "surf_reg";
 
-/// malloc and free under the hooks' signatures.
+/// Whether blocks that were given back are kept for the next burst. Not where a sanitizer looks for reads of
+/// what was never written or was given back.
+#if !defined(__has_feature)
+#define __has_feature(feature) 0
+#endif
+#if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer) || __has_feature(memory_sanitizer)
+inline constexpr bool kKeepsBlocks = false;
+#else
+inline constexpr bool kKeepsBlocks = true;
+#endif
+
+/// malloc and free under the hooks' signatures. While a session is open, blocks of 4 MB and more that were
+/// given back wait for the next burst; such a block that none of them serves frees them all first, so that
+/// never more is held than a burst takes at once. What `alloc` returns, plain `free` may end.
 const MfAllocHooks& DefaultHooks();
+
+/// What is kept is freed when the last session ends.
+void SessionOpened();
+void SessionEnded();
 
 /// The pair of the latest session, process-wide. Choose takes the defaults when `hooks` or either pointer is
 /// null.

@@ -14,6 +14,7 @@ int32_t OpenSession(const MfConfig& config, const MfAllocHooks* hooks, MfSession
   if (memory == nullptr) return ZOLT_MF_NO_MEMORY;
   *session = new (memory) MfSession{};
   (*session)->config = config;
+  SessionOpened();
   return ZOLT_MF_OK;
 }
 

@@ -117,6 +117,7 @@ int32_t zolt_mfInitialize(MfSession** session_out, const char* path, const MfAll
     std::free(session);
     return result;
   }
+  SessionOpened();
   *session_out = session;
   return kOk;
 }
@@ -143,5 +144,6 @@ int32_t zolt_mfUnInitialize(MfSession* session) {
   if (session == nullptr) return kOk;
   if (session->arenaBlock != nullptr) CurrentHooks().free(session->arenaBlock, kDenoisePool, 0);
   std::free(session);
+  SessionEnded();
   return kOk;
 }

@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
+#if __GLIBC__ > 2 || (__GLIBC__ == 2 && __GLIBC_MINOR__ >= 33)
+#include <malloc.h>
+#endif
 
 #include "support/test_hooks.h"
 
@@ -31,6 +35,37 @@ TEST(HookBlock, RecordsAreAlignedAndBytesComeAsTheyAre) {
   }
   test::TestHooks::Reset();
 }
+
+#if __GLIBC__ > 2 || (__GLIBC__ == 2 && __GLIBC_MINOR__ >= 33)
+size_t HeldBySystem() {
+  return mallinfo2().hblkhd;
+}
+
+// 40 MB: the system's heap never takes such a block from memory of its own.
+TEST(DefaultHooks, KeepBigBlocksForTheNextBurstUntilTheLastSessionEnds) {
+  if (!kKeepsBlocks) GTEST_SKIP() << "sanitizers see every block come and go";
+  constexpr uint32_t kBig = 40 << 20;
+  const size_t before = HeldBySystem();
+  const auto give = [](void* block) { DefaultHooks().free(block, kDenoisePool, 0); };
+  const auto take = [](uint32_t size) {
+    return std::memset(DefaultHooks().alloc(size, kDenoisePool, 0), 1, size);
+  };
+  give(take(kBig));
+  EXPECT_EQ(HeldBySystem(), before) << "no session";
+  SessionOpened();
+  SessionOpened();
+  void* block = take(kBig);
+  give(block);
+  EXPECT_EQ(take(kBig - 1000), block);
+  give(block);
+  give(take(2 * kBig));
+  EXPECT_LT(HeldBySystem(), before + 3 * size_t{kBig}) << "kept beside the larger block";
+  SessionEnded();
+  EXPECT_GT(HeldBySystem(), before + kBig);
+  SessionEnded();
+  EXPECT_EQ(HeldBySystem(), before);
+}
+#endif
 
 }  // namespace
 }  // namespace zolt
