@@ -19,8 +19,6 @@ struct BlockHead {
   size_t bytes;  // as asked for
 };
 
-constexpr size_t kHuge = 4 << 20;
-
 // Room for the head, and for moving the start to a multiple of the alignment.
 constexpr size_t kOverhead = sizeof(BlockHead) + kAlignment;
 
@@ -110,7 +108,6 @@ void* BurstMemory::TakeNew(size_t bytes) noexcept {
   const auto size = static_cast<uint32_t>(bytes + kOverhead);
   void* taken = hooks_.alloc != nullptr ? hooks_.alloc(size, kPool, 0) : std::malloc(size);
   if (taken == nullptr) return nullptr;
-  if (hooks_.alloc == nullptr && bytes >= kHuge) AskForHugePages(taken, size);
   const auto start = reinterpret_cast<uintptr_t>(taken) + sizeof(BlockHead);
   void* block = reinterpret_cast<void*>((start + kAlignment - 1) / kAlignment * kAlignment);
   *HeadOf(block) = {taken, bytes};

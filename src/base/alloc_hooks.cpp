@@ -4,8 +4,6 @@
 #include <cstdlib>
 #include <mutex>
 
-#include <sys/mman.h>
-
 #if defined(__GLIBC__) || defined(__ANDROID__)
 #include <malloc.h>
 #endif
@@ -66,7 +64,6 @@ void* DefaultAlloc(uint32_t size, const char*, uint32_t) {
     kept.Free();
     block = std::malloc(size);
   }
-  if (big) AskForHugePages(block, size);
   return block;
 }
 
@@ -97,17 +94,6 @@ uint8_t* AlignToWord(void* p) {
 }
 
 }  // namespace
-
-void AskForHugePages(void* block, size_t bytes) {
-#ifdef MADV_HUGEPAGE
-  constexpr uintptr_t kPage = 64 << 10;  // the largest that phones and servers have
-  const uintptr_t start = (reinterpret_cast<uintptr_t>(block) + kPage - 1) / kPage * kPage;
-  const uintptr_t end = (reinterpret_cast<uintptr_t>(block) + bytes) / kPage * kPage;
-  if (block != nullptr && end > start) madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
-#else
-  (void)block, (void)bytes;
-#endif
-}
 
 const MfAllocHooks& DefaultHooks() {
   return kDefaultHooks;

@@ -27,11 +27,6 @@ inline constexpr bool kKeepsBlocks = true;
 /// never more is held than a burst takes at once. What `alloc` returns, plain `free` may end.
 const MfAllocHooks& DefaultHooks();
 
-/// Where the system offers pages of 2 MB on request, Linux as most distributions set it, a big block gets
-/// them: the kernel then clears 500 of the usual pages at a time instead of being asked for each. Null is let
-/// pass.
-void AskForHugePages(void* block, size_t bytes);
-
 /// What is kept is freed when the last session ends.
 void SessionOpened();
 void SessionEnded();
