@@ -6,7 +6,7 @@
 #include "common/errors.h"
 #include "common/file_io.h"
 #include "media/colour.h"
-#include "media/ffmpeg_handles.h"
+#include "media/ffmpeg_frame.h"
 #include "media/frame_source.h"
 #include "media/jpeg_file.h"
 #include "media/raw_frame.h"
@@ -26,13 +26,8 @@ void FillPlane(AVFrame& frame, int index, const std::vector<uint8_t>& plane, int
 }
 
 FrameHandle EmptyFrame(int width, int height, AVPixelFormat format) {
-  FrameHandle frame(av_frame_alloc());
-  if (!frame) FailFile("no memory for a frame");
-  frame->width = width;
-  frame->height = height;
-  frame->format = format;
+  FrameHandle frame = NewFrame(width, height, format);
   frame->color_range = AVCOL_RANGE_JPEG;
-  if (av_frame_get_buffer(frame.get(), 0) < 0) FailFile("no memory for a frame");
   return frame;
 }
 

@@ -119,9 +119,9 @@ void VideoSource::OpenContainer() {
   format->pb = input_->io();
   format->protocol_whitelist = av_strdup("");
   const int opened = avformat_open_input(&format, nullptr, nullptr, nullptr);  // frees it when it fails
+  if (opened >= 0) format_.reset(format);
   if (StopRequest::Heard()) throw ToolError(kExitStopped, "stopped before anything was written");
   if (opened < 0) Fail("is no video that can be read: " + FfmpegReason(opened));
-  format_.reset(format);
   const int found = avformat_find_stream_info(format_.get(), nullptr);
   if (found < 0) Fail("is damaged: " + FfmpegReason(found));
   stream_ = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
@@ -167,7 +167,7 @@ int64_t VideoSource::expected() const {
 bool VideoSource::Next(VideoItem* item) {
   *item = {};
   for (;;) {
-    if (past_end_) return false;
+    if (past_end_) return NextBeside(item);
     const int result = avcodec_receive_frame(decoder_.get(), frame_.get());
     if (result == AVERROR_EOF) {
       CheckWhole();
@@ -180,6 +180,23 @@ bool VideoSource::Next(VideoItem* item) {
     if (result != AVERROR(EAGAIN))
       Fail("is damaged after " + ClockText(reached_) + ": " + FfmpegReason(result));
     if (Feed(item)) return true;
+  }
+}
+
+// Behind the last frame, what lies beside it in time: streams don't keep step in a file.
+bool VideoSource::NextBeside(VideoItem* item) {
+  constexpr double kOutOfStep = 1;
+  for (;;) {
+    PacketHandle packet(av_packet_alloc());
+    if (!packet) Fail("no memory to read it");
+    if (av_read_frame(format_.get(), packet.get()) < 0) return false;
+    const AVRational base = format_->streams[packet->stream_index]->time_base;
+    const int64_t stamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+    if (stamp != AV_NOPTS_VALUE && static_cast<double>(stamp) * av_q2d(base) >= end_ + kOutOfStep)
+      return false;
+    if (packet->stream_index == stream_ || !IsInside(*packet)) continue;
+    item->packet = std::move(packet);
+    return true;
   }
 }
 
@@ -229,8 +246,6 @@ void VideoSource::CheckWhole() const {
 
 void VideoSource::CheckFrame(const AVFrame& frame) {
   if (frame.interlaced_frame != 0) FailInterlaced();
-  if (frame.decode_error_flags != 0 || (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0)
-    Fail("is damaged after " + ClockText(reached_));
   if (width_ == 0) {
     width_ = frame.width;
     height_ = frame.height;
@@ -242,6 +257,9 @@ void VideoSource::CheckFrame(const AVFrame& frame) {
 }
 
 bool VideoSource::TakeFrame(VideoItem* item) {
+  const bool damaged = frame_->decode_error_flags != 0 || (frame_->flags & AV_FRAME_FLAG_CORRUPT) != 0;
+  if (damaged && frames_ > 0) Fail("is damaged after " + ClockText(reached_));
+  if (damaged) return false;  // of a stream joined in its middle
   CheckFrame(*frame_);
   const AVRational base = stream()->time_base;
   int64_t stamp = frame_->best_effort_timestamp;

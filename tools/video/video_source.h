@@ -57,6 +57,7 @@ class VideoSource {
   void OpenDecoder();
   void Seek();
   bool Feed(VideoItem* item);
+  bool NextBeside(VideoItem* item);
   void CheckWhole() const;
   bool TakeFrame(VideoItem* item);
   FrameHandle EightBit(const AVFrame& frame);
