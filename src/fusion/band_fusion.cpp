@@ -6,6 +6,7 @@
 #include "base/alloc_hooks.h"
 #include "base/arithmetic.h"
 #include "base/reciprocal_estimate.h"
+#include "base/vector_clones.h"
 #include "fusion/fusion_workers.h"
 
 namespace zolt {
@@ -79,8 +80,9 @@ int16_t Mix(int16_t a, int16_t b, int32_t k) {
   return static_cast<int16_t>(WrapSub(b * 256, WrapMul(k, d)) >> 8);
 }
 
-void FuseBandRow(const int16_t* __restrict a, const int16_t* __restrict b, const int16_t* __restrict energy,
-                 int16_t* __restrict out, int w, int32_t threshold, float scale) {
+ZOLT_VECTOR_CLONES void FuseBandRow(const int16_t* __restrict a, const int16_t* __restrict b,
+                                    const int16_t* __restrict energy, int16_t* __restrict out, int w,
+                                    int32_t threshold, float scale) {
   for (int x = 0; x < w; ++x) {
     const auto kept = static_cast<int16_t>(std::min<int32_t>(energy[x], threshold));
     const auto k = static_cast<int32_t>(scale * static_cast<float>(threshold - kept));

@@ -1,6 +1,7 @@
 #include "fusion/detail_mix.h"
 
 #include "base/arithmetic.h"
+#include "base/vector_clones.h"
 
 namespace zolt {
 
@@ -19,8 +20,8 @@ void WeightedMix(uint8_t* plane, const uint8_t* other, const uint8_t* weight, in
   }
 }
 
-void DetailAdd(uint8_t* plane, const int16_t* detail, const uint8_t* edge, const uint8_t* weight,
-               int64_t count, const DetailGains& gains) {
+ZOLT_VECTOR_CLONES void DetailAdd(uint8_t* plane, const int16_t* detail, const uint8_t* edge,
+                                  const uint8_t* weight, int64_t count, const DetailGains& gains) {
   uint8_t* __restrict out = plane;
   const int shift = gains.shift + 1;
   for (int64_t i = 0; i < count; ++i) {

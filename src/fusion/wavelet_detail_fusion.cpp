@@ -5,6 +5,7 @@
 
 #include "base/alloc_hooks.h"
 #include "base/arithmetic.h"
+#include "base/vector_clones.h"
 #include "fusion/band_fusion.h"
 #include "fusion/band_thresholds.h"
 #include "fusion/fusion_workers.h"
@@ -118,25 +119,33 @@ void EdgeFilter(int16_t* plane, int w, int h, const RecursiveTables& tables, uin
   RunPass(plane, w, h, false, scratch, run(RecursiveBackward));
 }
 
+/// What a pixel of the filtered luma weighs beside the prepared one: the frames folded there, capped, and
+/// less in blacks. All in 16 bits, and modulo 2^16.
+ZOLT_VECTOR_CLONES void FinishRun(const int16_t* __restrict filtered, const uint8_t* __restrict prepared,
+                                  const uint8_t* __restrict folded, uint8_t* __restrict out, int64_t count,
+                                  uint8_t cap, int shift) {
+  const auto full = static_cast<uint16_t>((1 << shift) - 1), half = static_cast<uint16_t>(1 << (shift - 1));
+  for (int64_t i = 0; i < count; ++i) {
+    const uint16_t r = SaturateU8(filtered[i]);
+    const auto frames = static_cast<uint16_t>(std::min(folded[i], cap));
+    const auto product = static_cast<uint16_t>(std::min<uint16_t>(r, 32) * frames + 16);
+    const auto w = static_cast<uint16_t>(product >> 5);
+    const auto rest = static_cast<uint16_t>(full - w);
+    const auto sum = static_cast<uint16_t>(static_cast<uint16_t>(r * rest) +
+                                           static_cast<uint16_t>(prepared[i] * w) + half);
+    out[i] = static_cast<uint8_t>(sum >> shift);
+  }
+}
+
 void FinishLuma(const int16_t* filtered, const uint8_t* work_luma, uint8_t* out_luma, int64_t count,
                 const FusionPara& fusion) {
   const int shift = fusion.weightShift;
-  const int full = (1 << shift) - 1;
   const int share = (std::min<int>(fusion.detailRestore, 128) << shift) >> 7;
   const auto cap = static_cast<uint8_t>(std::max(share - 1, 0));
-  const auto half = static_cast<uint16_t>(1 << (shift - 1));
   OnFusionWorkers([&](int worker) {
     const Share part = FusionShare(count, worker);
-    const int16_t* __restrict r16 = filtered + part.first;
-    const uint8_t* __restrict prepared = work_luma + part.first;
-    const uint8_t* __restrict folded = fusion.weightMap + part.first;
-    uint8_t* __restrict out = out_luma + part.first;
-    for (int64_t i = 0; i < part.count; ++i) {
-      const uint8_t r = SaturateU8(r16[i]);
-      const uint16_t w = static_cast<uint16_t>(std::min<int>(r, 32) * std::min(folded[i], cap) + 16) >> 5;
-      const auto sum = static_cast<uint16_t>(r * (full - w) + prepared[i] * w + half);
-      out[i] = static_cast<uint8_t>(sum >> shift);
-    }
+    FinishRun(filtered + part.first, work_luma + part.first, fusion.weightMap + part.first,
+              out_luma + part.first, part.count, cap, shift);
   });
 }
 
