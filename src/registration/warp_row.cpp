@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 
+#include "base/vector_clones.h"
 #include "base/arithmetic.h"
 
 namespace zolt {
@@ -45,7 +46,7 @@ void Reciprocals(float step, int groups, float* den, float* __restrict of_positi
 ///
 /// Floats of at least +0 order as their bits do, and negative ones, infinities and not-a-number have bits
 /// below 0 or above every frame's: one comparison of integers finds them all.
-bool Locate(const WarpGeometry& geometry, int32_t y, int32_t first, int groups, float* den,
+ZOLT_VECTOR_CLONES bool Locate(const WarpGeometry& geometry, int32_t y, int32_t first, int groups, float* den,
             Positions* __restrict positions) {
   const float* h = geometry.homography;
   const auto row = static_cast<float>(y);
@@ -197,7 +198,7 @@ inline uint8_t MixRows(uint16_t upper, uint16_t lower, uint16_t fy) {
 }
 
 /// Fractions 0..127: all in 16 bits.
-void BlendInside(const Samples& samples, const Positions& positions, uint8_t* __restrict upper,
+ZOLT_VECTOR_CLONES void BlendInside(const Samples& samples, const Positions& positions, uint8_t* __restrict upper,
                  uint8_t* __restrict lower) {
   uint8_t fx[kChunkColumns], fy[kChunkColumns];
   SpreadFractions(positions.fx, positions.count, fx);
