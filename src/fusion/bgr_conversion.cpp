@@ -1,7 +1,7 @@
 #include "fusion/bgr_conversion.h"
 
-#include "base/vector_clones.h"
 #include "base/arithmetic.h"
+#include "base/vector_clones.h"
 
 namespace zolt {
 namespace {
@@ -10,8 +10,9 @@ constexpr int kBias = 127;
 
 // Two luma rows of one chroma row. The chroma terms are shared by four pixels; even and odd columns are
 // separate strided streams, which the compiler turns into de-interleaving loads.
-ZOLT_VECTOR_CLONES void YuvRowToBgr(const uint8_t* __restrict y, const uint8_t* __restrict u, const uint8_t* __restrict v,
-                 uint8_t* __restrict b, uint8_t* __restrict g, uint8_t* __restrict r, int pairs) {
+ZOLT_VECTOR_CLONES void YuvRowToBgr(const uint8_t* __restrict y, const uint8_t* __restrict u,
+                                    const uint8_t* __restrict v, uint8_t* __restrict b, uint8_t* __restrict g,
+                                    uint8_t* __restrict r, int pairs) {
   for (int i = 0; i < pairs; ++i) {
     const auto du = static_cast<int16_t>(u[i] - kBias);
     const auto dv = static_cast<int16_t>(v[i] - kBias);
@@ -29,15 +30,16 @@ ZOLT_VECTOR_CLONES void YuvRowToBgr(const uint8_t* __restrict y, const uint8_t* 
   }
 }
 
-ZOLT_VECTOR_CLONES void LumaRow(const uint8_t* __restrict b, const uint8_t* __restrict g, const uint8_t* __restrict r,
-             uint8_t* __restrict y, int w) {
+ZOLT_VECTOR_CLONES void LumaRow(const uint8_t* __restrict b, const uint8_t* __restrict g,
+                                const uint8_t* __restrict r, uint8_t* __restrict y, int w) {
   for (int x = 0; x < w; ++x) {
     y[x] = static_cast<uint8_t>(static_cast<uint16_t>(7 * b[x] + 38 * g[x] + 19 * r[x] + 32) >> 6);
   }
 }
 
-ZOLT_VECTOR_CLONES void ChromaRow(const uint8_t* __restrict b, const uint8_t* __restrict r, const uint8_t* __restrict y,
-               uint8_t* __restrict u, uint8_t* __restrict v, int pairs) {
+ZOLT_VECTOR_CLONES void ChromaRow(const uint8_t* __restrict b, const uint8_t* __restrict r,
+                                  const uint8_t* __restrict y, uint8_t* __restrict u, uint8_t* __restrict v,
+                                  int pairs) {
   constexpr int kOffset = kBias * 64 + 32;
   for (int i = 0; i < pairs; ++i) {
     const int luma = y[2 * i];

@@ -9,7 +9,8 @@ ZOLT_VECTOR_CLONES void DiffPlane(const uint8_t* a, const uint8_t* b, int16_t* o
   for (int64_t i = 0; i < count; ++i) out[i] = static_cast<int16_t>(a[i] - b[i]);
 }
 
-ZOLT_VECTOR_CLONES void WeightedMix(uint8_t* plane, const uint8_t* other, const uint8_t* weight, int64_t count, int shift) {
+ZOLT_VECTOR_CLONES void WeightedMix(uint8_t* plane, const uint8_t* other, const uint8_t* weight,
+                                    int64_t count, int shift) {
   const auto full = static_cast<uint8_t>((1 << shift) - 1);
   const auto half = static_cast<uint16_t>(1 << (shift - 1));
   uint8_t* __restrict out = plane;

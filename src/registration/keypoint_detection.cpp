@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "base/vector_clones.h"
 #include "base/arithmetic.h"
+#include "base/vector_clones.h"
 #include "threads/worker_pool.h"
 
 namespace zolt {
@@ -102,8 +102,8 @@ bool MakeKeypoint(const ResponseLayer* const layers[3], int32_t row, int32_t col
 
 }  // namespace
 
-ZOLT_VECTOR_CLONES int32_t FindExtrema(const ResponseLayer& lower, const ResponseLayer& middle, const ResponseLayer& upper,
-                    int32_t threshold, KeyPoint* candidates) {
+ZOLT_VECTOR_CLONES int32_t FindExtrema(const ResponseLayer& lower, const ResponseLayer& middle,
+                                       const ResponseLayer& upper, int32_t threshold, KeyPoint* candidates) {
   const ResponseLayer* const layers[3] = {&lower, &middle, &upper};
   const int32_t margin = upper.filter / 2 + 1;
   const int32_t end = middle.width - margin;

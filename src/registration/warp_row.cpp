@@ -4,8 +4,8 @@
 #include <bit>
 #include <cstring>
 
-#include "base/vector_clones.h"
 #include "base/arithmetic.h"
+#include "base/vector_clones.h"
 
 namespace zolt {
 namespace {
@@ -47,7 +47,7 @@ void Reciprocals(float step, int groups, float* den, float* __restrict of_positi
 /// Floats of at least +0 order as their bits do, and negative ones, infinities and not-a-number have bits
 /// below 0 or above every frame's: one comparison of integers finds them all.
 ZOLT_VECTOR_CLONES bool Locate(const WarpGeometry& geometry, int32_t y, int32_t first, int groups, float* den,
-            Positions* __restrict positions) {
+                               Positions* __restrict positions) {
   const float* h = geometry.homography;
   const auto row = static_cast<float>(y);
   float reciprocals[kChunkPositions];
@@ -198,8 +198,8 @@ inline uint8_t MixRows(uint16_t upper, uint16_t lower, uint16_t fy) {
 }
 
 /// Fractions 0..127: all in 16 bits.
-ZOLT_VECTOR_CLONES void BlendInside(const Samples& samples, const Positions& positions, uint8_t* __restrict upper,
-                 uint8_t* __restrict lower) {
+ZOLT_VECTOR_CLONES void BlendInside(const Samples& samples, const Positions& positions,
+                                    uint8_t* __restrict upper, uint8_t* __restrict lower) {
   uint8_t fx[kChunkColumns], fy[kChunkColumns];
   SpreadFractions(positions.fx, positions.count, fx);
   SpreadFractions(positions.fy, positions.count, fy);
