@@ -44,7 +44,12 @@ TEST(DefaultHooks, KeepBigBlocksForTheNextBurstUntilTheLastSessionEnds) {
   const auto held = [before = mallinfo2().hblkhd] { return mallinfo2().hblkhd - before; };
   const auto take = [](uint32_t n) { return std::memset(DefaultHooks().alloc(n, kDenoisePool, 0), 1, n); };
   const auto give = [](void* block) { DefaultHooks().free(block, kDenoisePool, 0); };
-  give(take(kBig));
+  void* first = take(kBig);
+  if (held() < kBig) {
+    give(first);
+    GTEST_SKIP() << "another heap in place of the system's, a sanitizer's";
+  }
+  give(first);
   EXPECT_EQ(held(), 0u) << "no session";
   SessionOpened();
   SessionOpened();
