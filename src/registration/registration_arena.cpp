@@ -10,11 +10,11 @@ namespace {
 constexpr int32_t kReducedFrom = 400;  // from these sides on keypoints are searched at 4:1
 constexpr int32_t kReduction = 4;
 constexpr int64_t kLevelBytes = 16;        // the two brightness levels, padded
-constexpr int64_t kNodeStorage = 1152000;  // of which 4 x (2 x 5999 - 1) nodes can be in use
+constexpr int64_t kNodeStorage = 1152000;  // of which 4 x 5998 nodes can be in use
 constexpr int64_t kListHeaderWords = 3;    // two reserved, the count
 constexpr int64_t kKeypointBytes = int64_t{kKeypointCapacity} * sizeof(KeyPoint);
 constexpr int64_t kDescriptorBytes = int64_t{kKeypointCapacity} * kDescriptorWords * 4;
-static_assert(kTreeCount * (2 * int64_t{kMaxKeypoints} - 1) * int64_t{sizeof(KdNode)} <= kNodeStorage);
+static_assert(kTreeCount * (int64_t{kMaxKeypoints} - 1) * int64_t{sizeof(KdNode)} <= kNodeStorage);
 
 constexpr uint64_t kWord = 4;
 static_assert(alignof(KdNode) <= kWord);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <limits>
 
 #include "base/alloc_hooks.h"
@@ -21,11 +22,14 @@ constexpr int32_t kLeafBudget = 32;   // leaves that a query may compare
 constexpr int32_t kFar = std::numeric_limits<int32_t>::max();
 
 /// A part of a tree that is still to be built: its indices and the place of its root among the nodes. A tree
-/// of n leaves takes 2 n - 1 nodes, so each part knows its own.
+/// of n leaves takes n - 1 nodes, so each part knows its own.
 struct Branch {
   int32_t* indices;
   int32_t count;
   int32_t root;
+
+  /// What its parent, or the list of roots, holds.
+  int32_t Link() const { return count == 1 ? ~indices[0] : root; }
 };
 
 struct Cut {
@@ -80,14 +84,11 @@ class TreeBuilder {
     while (CutOff(&branch, &small)) Build(small);
   }
 
-  /// Fills in the root. False if that is a leaf; else the larger half takes its place and `small` is the
+  /// Fills in the root. False if it is a leaf; else the larger half takes its place and `small` is the
   /// other one.
   bool CutOff(Branch* branch, Branch* small) const {
     const auto [indices, count, root] = *branch;
-    if (count == 1) {
-      nodes_[root] = {indices[0], 0, kNoNode, kNoNode};
-      return false;
-    }
+    if (count == 1) return false;
     const Cut cut = ChooseCut(indices, count);
     const int32_t split = Split(indices, count, cut);
     Branch left = {indices, split, 0}, right = {indices + split, count - split, 0};
@@ -95,8 +96,8 @@ class TreeBuilder {
     Branch& smaller = left_is_smaller ? left : right;
     Branch& larger = left_is_smaller ? right : left;
     smaller.root = root + 1;
-    larger.root = root + 2 * smaller.count;
-    nodes_[root] = {cut.dimension, cut.pivot, left.root, right.root};
+    larger.root = root + smaller.count;
+    nodes_[root] = {cut.dimension, cut.pivot, left.Link(), right.Link()};
     *small = smaller;
     *branch = larger;
     return true;
@@ -170,59 +171,78 @@ int32_t LeafDistance(const int32_t* __restrict a, const int32_t* __restrict b) {
   return static_cast<int32_t>(sum);
 }
 
-int32_t SmallestOf(const int32_t* values, int32_t n) {
-  int32_t smallest = kFar;
-  for (int32_t i = 0; i < n; ++i) smallest = values[i] < smallest ? values[i] : smallest;
-  return smallest;
-}
-
-/// Branches that wait, at most 2 n of n reference keypoints; used ones count. Keeps the minimum of every 16
-/// entries, since a query takes some 40 branches out of several hundred.
+/// Branches that wait, at most 2 n of n reference keypoints; taken ones count. A query takes some 40 of 170,
+/// so they are sorted only roughly: four bins to an octave of the distance, the nearest looked for in the
+/// first bin that holds any, one or two branches as a rule.
 class BranchQueue {
  public:
-  /// capacity * 2 + capacity / 16 + 1 words of working memory.
+  /// 2 * capacity words of working memory.
   BranchQueue(int32_t capacity, int32_t* memory)
-      : capacity_(capacity), nodes_(memory), distances_(memory + capacity), minima_(memory + 2 * capacity) {}
+      : capacity_(capacity), entries_(reinterpret_cast<Entry*>(memory)) {}
 
-  void Clear() { count_ = 0; }
+  void Clear() {
+    count_ = 0;
+    filled_ = 0;
+    std::fill_n(newest_, kBins, kNone);
+  }
 
   void Push(int32_t node, int32_t distance) {
     if (count_ == capacity_) return;
-    int32_t& minimum = minima_[count_ / kBlock];
-    minimum = count_ % kBlock == 0 || distance < minimum ? distance : minimum;
-    nodes_[count_] = node;
-    distances_[count_++] = distance;
+    const int32_t bin = BinOf(distance);
+    entries_[count_] = {distance, static_cast<int16_t>(node), newest_[bin]};
+    newest_[bin] = static_cast<int16_t>(count_++);
+    filled_ |= uint64_t{1} << bin;
   }
 
   /// Takes the nearest entry out, the oldest of equal ones. False when there is none.
   bool Pop(int32_t* node, int32_t* distance) {
-    const int32_t blocks = (count_ + kBlock - 1) / kBlock;
-    *distance = SmallestOf(minima_, blocks);
-    if (*distance == kFar) return false;
-    int32_t block = 0;
-    while (minima_[block] != *distance) ++block;
-    const int32_t first = block * kBlock;
-    int32_t entry = first;
-    while (distances_[entry] != *distance) ++entry;
-    *node = nodes_[entry];
-    distances_[entry] = kFar;  // used
-    minima_[block] = SmallestOf(distances_ + first, std::min(kBlock, count_ - first));
+    if (filled_ == 0) return false;
+    const int32_t bin = std::countr_zero(filled_);
+    // A bin is a chain from its newest entry to its oldest.
+    int16_t* nearest = &newest_[bin];
+    *distance = entries_[*nearest].distance;
+    for (int16_t* link = &entries_[*nearest].older; *link != kNone; link = &entries_[*link].older) {
+      const int32_t other = entries_[*link].distance;
+      nearest = other <= *distance ? link : nearest;
+      *distance = other <= *distance ? other : *distance;
+    }
+    const Entry& taken = entries_[*nearest];
+    *node = taken.node;
+    *nearest = taken.older;
+    if (newest_[bin] == kNone) filled_ &= filled_ - 1;
     return true;
   }
 
  private:
-  static constexpr int32_t kBlock = 16;
+  struct Entry {
+    int32_t distance;
+    int16_t node;
+    int16_t older;  ///< of the same bin
+  };
+  static_assert(sizeof(Entry) == 2 * sizeof(int32_t));
+  static_assert(kTreeCount * kKeypointCapacity <= std::numeric_limits<int16_t>::max());
+  static constexpr int16_t kNone = -1;
+  static constexpr int32_t kBins = 64;
+  static constexpr int32_t kFirstOctave = 5;
+
+  /// A float's exponent and its first two fraction bits never fall as the distance grows. The first bin takes
+  /// what lies below 2^5, the last what lies beyond 2^21.
+  static int32_t BinOf(int32_t distance) {
+    const auto bits = std::bit_cast<int32_t>(static_cast<float>(distance));
+    return Clamp((bits >> 21) - ((127 + kFirstOctave) << 2), 0, kBins - 1);
+  }
+
   int32_t capacity_;
-  int32_t* nodes_;
-  int32_t* distances_;
-  int32_t* minima_;
+  Entry* entries_;
   int32_t count_ = 0;
+  uint64_t filled_ = 0;  ///< a bit for each bin
+  int16_t newest_[kBins];
 };
 
 /// Best-bin-first search of one query after the other (Beis and Lowe).
 class ForestSearch {
  public:
-  /// At most 5 n + 2 words of working memory for n reference descriptors.
+  /// At most 5 n + 1 words of working memory for n reference descriptors.
   ForestSearch(const FeatureList& reference, const KdForest& forest, int32_t* memory)
       : descriptors_(reference.descriptors),
         forest_(forest),
@@ -245,18 +265,20 @@ class ForestSearch {
  private:
   /// Down to a leaf, queueing the branches not taken. `distance` bounds the whole branch from below; it is on
   /// 1/128 of the leaves' scale, so the bound is lenient.
-  void Descend(int32_t node_index, int32_t distance) {
-    const KdNode* node = forest_.nodes + node_index;
-    while (node->left != kNoNode) {
-      const int32_t difference = WrapSub(query_[node->dimension_or_keypoint], node->pivot);
-      const int32_t nearer = difference < 0 ? node->left : node->right;
-      const int32_t further = difference < 0 ? node->right : node->left;
+  void Descend(int32_t link, int32_t distance) {
+    const int32_t limit = result_->second_distance;
+    while (link >= 0) {
+      const KdNode node = forest_.nodes[link];
+      const int32_t difference = WrapSub(query_[node.dimension], node.pivot);
       const int64_t square = int64_t{difference} * difference;
       const int32_t bound = WrapAdd(distance, static_cast<int32_t>(square >> 23));
-      if (bound < result_->second_distance) queue_.Push(further, bound);
-      node = forest_.nodes + nearer;
+      // Which side is nearer is as good as random: a mask instead of a jump that is guessed wrong half the
+      // time.
+      const int32_t exchange = (node.left ^ node.right) & (difference >> 31);
+      link = node.right ^ exchange;
+      if (bound < limit) queue_.Push(node.left ^ exchange, bound);
     }
-    Compare(node->dimension_or_keypoint);
+    Compare(~link);
   }
 
   void Compare(int32_t index) {
@@ -317,8 +339,9 @@ int32_t BuildForest(const FeatureList& features, const KdForest& forest, const M
       const uint32_t j = random.Next(static_cast<uint32_t>(i) + 1);
       std::swap(indices[i], indices[j]);
     }
-    forest.roots[t] = t * (2 * features.count - 1);
-    BuildTree(builder, {indices, features.count, forest.roots[t]});
+    const Branch tree = {indices, features.count, t * (features.count - 1)};
+    forest.roots[t] = tree.Link();
+    BuildTree(builder, tree);
   }
   return kOk;
 }

@@ -7,22 +7,21 @@
 
 namespace zolt {
 
-/// One node of a search tree; indices instead of pointers, so that stored trees have one layout on 32- and
-/// 64-bit processors.
+/// One inner node of a search tree; leaves have none, so that a descent ends one memory access earlier.
+/// Indices instead of pointers, so that stored trees have one layout on 32- and 64-bit processors.
 struct KdNode {
-  int32_t dimension_or_keypoint;  ///< inner node: descriptor word that is compared; leaf: keypoint index
-  int32_t pivot;                  ///< smaller values go left
-  int32_t left, right;            ///< indices into KdForest::nodes; both kNoNode at a leaf
+  int32_t dimension;    ///< descriptor word that is compared
+  int32_t pivot;        ///< smaller values go left
+  int32_t left, right;  ///< index into KdForest::nodes, or ~keypoint index: a leaf
 };
-inline constexpr int32_t kNoNode = -1;
 inline constexpr int32_t kTreeCount = 4;
 
 /// Four randomised k-d trees over the descriptors of one FeatureList, after Silpa-Anan and Hartley,
 /// "Optimised KD-trees for fast image descriptor matching". A view: nodes and roots lie in memory of somebody
 /// else.
 struct KdForest {
-  KdNode* nodes;   ///< room for 4 * (2 * count - 1) nodes
-  int32_t* roots;  ///< kTreeCount indices into nodes
+  KdNode* nodes;   ///< kTreeCount * (count - 1) nodes
+  int32_t* roots;  ///< kTreeCount of them, told as a node's children are
 };
 
 /// The two nearest reference descriptors of one query: squared distances (Q30 of unit vectors, modulo 2^32 as
@@ -40,8 +39,9 @@ static_assert(sizeof(NeighbourPair) == 20);
 int32_t BuildForest(const FeatureList& features, const KdForest& forest, const MfAllocHooks& hooks);
 
 /// Finds the two approximate nearest neighbours of every query, visiting at most 32 leaves for each.
-/// `results` has query.count entries; reference.count >= 1. Runs four jobs on RegistrationPool(), which the
-/// caller has started. 0, or -1000 with a log line when the hook refuses a job's working memory.
+/// `results` has query.count entries; reference.count in [1, kKeypointCapacity]. Runs four jobs on
+/// RegistrationPool(), which the caller has started. 0, or -1000 with a log line when the hook refuses a
+/// job's working memory.
 int32_t MatchDescriptors(const FeatureList& query, const FeatureList& reference, const KdForest& forest,
                          NeighbourPair* results, const MfAllocHooks& hooks);
 

@@ -67,7 +67,7 @@ class Matching : public testing::Test {
     const int32_t* twice = RandomDescriptor();
     for (int i = 0; i < 2; ++i) reference_.Add(99, 99, twice);
     current_.Add(99, 99, twice);
-    nodes_.resize(8 * reference_.keypoints.size());
+    nodes_.resize(4 * reference_.keypoints.size());
     forest_ = {nodes_.data(), roots_};
     ASSERT_EQ(BuildForest(reference_.list(), forest_, TestHooks::Hooks()), 0);
   }
