@@ -1,7 +1,6 @@
 #include "fusion/band_fusion.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "base/alloc_hooks.h"
 #include "base/arithmetic.h"
@@ -12,68 +11,12 @@
 namespace zolt {
 namespace {
 
-constexpr int kRadius = 3;
-
-/// Sums of squares over 7 x 7 samples of a - b (or of a alone), row by row downward: the columns' sums are
-/// kept from row to row, so that a row costs two squares and seven additions a sample whatever the window.
-class EnergyRows {
- public:
-  static uint64_t Words(int w) { return static_cast<uint64_t>(w) + 2 * kRadius; }
-
-  /// `columns` is Words(w) words. b may be null.
-  EnergyRows(const int16_t* a, const int16_t* b, int w, int h, uint32_t* columns)
-      : a_(a), b_(b), w_(w), h_(h), columns_(columns) {
-    std::fill_n(columns_, Words(w), 0u);
-  }
-
-  /// Prepares for row `first`; Next then gives it and the rows behind it.
-  void Start(int first) {
-    row_ = first;
-    for (int y = std::max(0, first - kRadius); y < std::min(h_, first + kRadius); ++y) Add<false>(y);
-  }
-
-  /// E of the next row, 16 bits.
-  void Next(int16_t* __restrict energy) {
-    if (row_ + kRadius < h_) Add<false>(row_ + kRadius);
-    const uint32_t* __restrict c = columns_;
-    for (int x = 0; x < w_; ++x) {
-      const uint32_t sum = c[x] + c[x + 1] + c[x + 2] + c[x + 3] + c[x + 4] + c[x + 5] + c[x + 6];
-      energy[x] = SaturateS16(static_cast<int32_t>(sum) >> 6);
-    }
-    for (int x = std::max(0, w_ - kRadius); x < w_; ++x)
-      energy[x] = std::min<int16_t>(energy[x], kLastColumnsCap);
-    if (row_ - kRadius >= 0) Add<true>(row_ - kRadius);
-    ++row_;
-  }
-
- private:
-  static constexpr int16_t kLastColumnsCap = 4096;
-
-  template <bool kLeaves>
-  void Add(int y) {
-    const int64_t row = static_cast<int64_t>(y) * w_;
-    const int16_t* __restrict a = a_ + row;
-    uint32_t* __restrict sums = columns_ + kRadius;
-    if (b_ == nullptr) {
-      for (int x = 0; x < w_; ++x) sums[x] += Square<kLeaves>(a[x]);
-    } else {
-      const int16_t* __restrict b = b_ + row;
-      for (int x = 0; x < w_; ++x) sums[x] += Square<kLeaves>(static_cast<int16_t>(a[x] - b[x]));
-    }
-  }
-
-  template <bool kLeaves>
-  static uint32_t Square(int16_t d) {
-    const auto square = static_cast<uint32_t>(d * d);
-    return kLeaves ? 0u - square : square;
-  }
-
-  const int16_t* a_;
-  const int16_t* b_;
-  int w_, h_;
-  uint32_t* columns_;  ///< kRadius zeros at each end
-  int row_ = 0;
-};
+// Squares that enter a column's sum, or leave it.
+template <bool kLeaves>
+uint32_t Square(int16_t d) {
+  const auto square = static_cast<uint32_t>(d * d);
+  return kLeaves ? 0u - square : square;
+}
 
 int16_t Mix(int16_t a, int16_t b, int32_t k) {
   const auto d = static_cast<int16_t>(b - a);
@@ -143,42 +86,97 @@ void MixSmoothed(const int16_t* rows, const uint8_t* eighth_weight, int16_t* pla
   }
 }
 
-// One EnergyRows and a row of its results, a multiple of 4 bytes.
-uint64_t EnergyScratchSize(int w) {
+}  // namespace
+
+EnergyRows::EnergyRows(const int16_t* a, const int16_t* b, int w, int h, uint32_t* columns)
+    : a_(a), b_(b), w_(w), h_(h), columns_(columns) {}
+
+void EnergyRows::Start(int first) {
+  row_ = first;
+  std::fill_n(columns_, Words(w_), 0u);
+  for (int y = std::max(0, first - kRadius); y < std::min(h_, first + kRadius); ++y) Add<false>(y);
+}
+
+void EnergyRows::Next(int16_t* energy) {
+  constexpr int16_t kLastColumnsCap = 4096;
+  if (row_ + kRadius < h_) Add<false>(row_ + kRadius);
+  int16_t* __restrict out = energy;
+  const uint32_t* __restrict c = columns_;
+  for (int x = 0; x < w_; ++x) {
+    const uint32_t sum = c[x] + c[x + 1] + c[x + 2] + c[x + 3] + c[x + 4] + c[x + 5] + c[x + 6];
+    out[x] = SaturateS16(static_cast<int32_t>(sum) >> 6);
+  }
+  for (int x = std::max(0, w_ - kRadius); x < w_; ++x) out[x] = std::min<int16_t>(out[x], kLastColumnsCap);
+  if (row_ - kRadius >= 0) Add<true>(row_ - kRadius);
+  ++row_;
+}
+
+template <bool kLeaves>
+void EnergyRows::Add(int y) {
+  const int64_t row = static_cast<int64_t>(y) * w_;
+  const int16_t* __restrict a = a_ + row;
+  uint32_t* __restrict sums = columns_ + kRadius;
+  if (b_ == nullptr) {
+    for (int x = 0; x < w_; ++x) sums[x] += Square<kLeaves>(a[x]);
+  } else {
+    const int16_t* __restrict b = b_ + row;
+    for (int x = 0; x < w_; ++x) sums[x] += Square<kLeaves>(static_cast<int16_t>(a[x] - b[x]));
+  }
+}
+
+// One EnergyRows and a row of its results.
+uint64_t FusedBandRows::ScratchSize(int w) {
   return EnergyRows::Words(w) * sizeof(uint32_t) + (static_cast<uint64_t>(w) + 1) / 2 * sizeof(uint32_t);
 }
 
-}  // namespace
+FusedBandRows::FusedBandRows(const int16_t* a, const int16_t* b, int w, int h, int32_t threshold,
+                             uint8_t* scratch)
+    : a_(a),
+      b_(b),
+      w_(w),
+      threshold_(threshold),
+      energy_(b, a, w, h, reinterpret_cast<uint32_t*>(scratch)),
+      energy_row_(reinterpret_cast<int16_t*>(scratch + EnergyRows::Words(w) * sizeof(uint32_t))) {}
+
+void FusedBandRows::Start(int first) {
+  row_ = first;
+  if (threshold_ > 0) energy_.Start(first);
+}
+
+void FusedBandRows::Next(int16_t* out) {
+  const int64_t row = static_cast<int64_t>(row_++) * w_;
+  if (threshold_ <= 0) {
+    std::copy_n(b_ + row, w_, out);
+    return;
+  }
+  energy_.Next(energy_row_);
+  FuseBandRow(a_ + row, b_ + row, energy_row_, out, w_, threshold_, 256.0f / static_cast<float>(threshold_));
+}
 
 uint64_t FuseBandScratchSize(int w) {
-  return kFusionWorkers * EnergyScratchSize(w);
+  return kFusionWorkers * FusedBandRows::ScratchSize(w);
 }
 
 uint64_t FuseLowPassScratchSize(int w, int h) {
-  return 2 * EnergyScratchSize(w) + 2 * static_cast<uint64_t>(w) * static_cast<uint64_t>(h);
+  return 2 * FusedBandRows::ScratchSize(w) + 2 * static_cast<uint64_t>(w) * static_cast<uint64_t>(h);
 }
 
 void FuseBand(const BandPlanes& band, int w, int h, int32_t threshold, uint8_t* scratch) {
-  if (threshold <= 0) return;
-  const float scale = 256.0f / static_cast<float>(threshold);
   OnFusionWorkers([&](int worker) {
     const Share share = FusionShare(h, worker);
-    if (share.count == 0) return;
-    const uint64_t size = EnergyScratchSize(w);
-    RegionCutter cutter(scratch + static_cast<uint64_t>(worker) * size, size);
-    EnergyRows rows(band.b, band.a, w, h, cutter.Take<uint32_t>(EnergyRows::Words(w)));
-    auto* energy = cutter.Take<int16_t>(static_cast<uint64_t>(w));
+    FusedBandRows rows(band.a, band.b, w, h, threshold,
+                       scratch + static_cast<uint64_t>(worker) * FusedBandRows::ScratchSize(w));
     rows.Start(static_cast<int>(share.first));
-    for (int64_t y = share.first; y < share.first + share.count; ++y) {
-      rows.Next(energy);
-      FuseBandRow(band.a + y * w, band.b + y * w, energy, band.out + y * w, w, threshold, scale);
-    }
+    for (int64_t y = share.first; y < share.first + share.count; ++y) rows.Next(band.out + y * w);
   });
 }
 
 void FuseLowPass(const BandPlanes& band, const uint8_t* eighth_weight, int w, int h, int32_t threshold,
                  uint8_t* scratch) {
-  if (threshold == 0) return;
+  if (threshold == 0) {
+    std::copy_n(band.b, static_cast<int64_t>(w) * h, band.out);
+    return;
+  }
   RegionCutter cutter(scratch, FuseLowPassScratchSize(w, h));
   EnergyRows difference(band.b, band.a, w, h, cutter.Take<uint32_t>(EnergyRows::Words(w)));
   EnergyRows own(band.b, nullptr, w, h, cutter.Take<uint32_t>(EnergyRows::Words(w)));

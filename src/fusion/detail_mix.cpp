@@ -5,10 +5,6 @@
 
 namespace zolt {
 
-ZOLT_VECTOR_CLONES void DiffPlane(const uint8_t* a, const uint8_t* b, int16_t* out, int64_t count) {
-  for (int64_t i = 0; i < count; ++i) out[i] = static_cast<int16_t>(a[i] - b[i]);
-}
-
 ZOLT_VECTOR_CLONES void WeightedMix(uint8_t* plane, const uint8_t* other, const uint8_t* weight,
                                     int64_t count, int shift) {
   const auto full = static_cast<uint8_t>((1 << shift) - 1);
@@ -21,14 +17,15 @@ ZOLT_VECTOR_CLONES void WeightedMix(uint8_t* plane, const uint8_t* other, const 
   }
 }
 
-ZOLT_VECTOR_CLONES void DetailAdd(uint8_t* plane, const int16_t* detail, const uint8_t* edge,
-                                  const uint8_t* weight, int64_t count, const DetailGains& gains) {
+ZOLT_VECTOR_CLONES void DetailAdd(uint8_t* plane, const uint8_t* original, const uint8_t* doubled,
+                                  const uint8_t* edge, const uint8_t* weight, int64_t count,
+                                  const DetailGains& gains) {
   uint8_t* __restrict out = plane;
   const int shift = gains.shift + 1;
   for (int64_t i = 0; i < count; ++i) {
     const int rise = edge[i] > 10 ? edge[i] - 10 : 0;
     const int gain = rise > 63 ? 255 : 128 + 2 * rise;
-    const auto d = static_cast<int16_t>(static_cast<int16_t>(detail[i] * gains.base) >> 1);
+    const auto d = static_cast<int16_t>(static_cast<int16_t>((original[i] - doubled[i]) * gains.base) >> 1);
     const auto t = static_cast<int16_t>(static_cast<int16_t>(gain * weight[i]) >> 7);
     const auto boosted = static_cast<int16_t>(static_cast<int16_t>(d * gains.boost) * t);
     out[i] = SaturateU8(out[i] + d + (boosted >> shift));

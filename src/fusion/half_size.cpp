@@ -3,6 +3,7 @@
 #include "fusion/detail_mix.h"
 #include "fusion/fusion_workers.h"
 #include "kernels/box_downscale.h"
+#include "kernels/sobel_magnitude.h"
 #include "kernels/upscale2.h"
 
 namespace zolt {
@@ -25,25 +26,29 @@ void Up2Plane(const uint8_t* source, int rows, int columns, uint8_t* destination
   OnFusionWorkers([&](int worker) {
     const Share share = FusionShare(rows, worker);
     const int first = static_cast<int>(share.first);
-    Upscale2Rows(source, rows, columns, destination, 2 * columns, first,
+    Upscale2Rows(source, rows, columns, destination + 4 * share.first * columns, 2 * columns, first,
                  first + static_cast<int>(share.count));
   });
 }
 
-void LostDetail(const uint8_t* plane, const uint8_t* doubled, int16_t* detail, int64_t count) {
-  OnFusionWorkers([&](int worker) {
-    const Share share = FusionShare(count, worker);
-    DiffPlane(plane + share.first, doubled + share.first, detail + share.first, share.count);
-  });
+uint64_t RestoreDetailScratchSize(int columns) {
+  return kFusionWorkers * 4 * static_cast<uint64_t>(columns);  // two doubled rows and their edges
 }
 
-void RestoreDetail(uint8_t* plane, const int16_t* detail, const uint8_t* edge, int64_t count,
-                   const FusionPara& fusion) {
+void RestoreDetail(const uint8_t* half, const uint8_t* original, const uint8_t* original_half, int rows,
+                   int columns, uint8_t* out, const FusionPara& fusion, uint8_t* scratch) {
   const DetailGains gains = {fusion.detailMin, fusion.boostDetail, fusion.weightShift};
   OnFusionWorkers([&](int worker) {
-    const Share share = FusionShare(count, worker);
-    DetailAdd(plane + share.first, detail + share.first, edge + share.first, fusion.weightMap + share.first,
-              share.count, gains);
+    const Share share = FusionShare(rows / 2, worker);
+    const int64_t pair = 2 * int64_t{columns};
+    uint8_t* doubled = scratch + 2 * pair * worker;
+    uint8_t* edge = doubled + pair;
+    for (int y = static_cast<int>(share.first); y < share.first + share.count; ++y) {
+      Upscale2Rows(half, rows / 2, columns / 2, out + pair * y, columns, y, y + 1);
+      Upscale2Rows(original_half, rows / 2, columns / 2, doubled, columns, y, y + 1);
+      SobelMagnitudeRows(original, edge, columns, rows, columns, columns, 2 * y, 2 * y + 2);
+      DetailAdd(out + pair * y, original + pair * y, doubled, edge, fusion.weightMap + pair * y, pair, gains);
+    }
   });
 }
 

@@ -6,7 +6,6 @@
 #include "base/alloc_hooks.h"
 #include "fusion/chroma_stage.h"
 #include "fusion/half_size.h"
-#include "kernels/sobel_magnitude.h"
 
 namespace zolt {
 namespace {
@@ -38,7 +37,7 @@ uint64_t StillSceneArenaSize(int w, int h) {
   const uint64_t full = static_cast<uint64_t>(w) * static_cast<uint64_t>(h);
   const uint64_t half_planes = full / 4 + full / 8;
   // The padded input is dead when the chroma stage starts.
-  return half_planes + 3 * full + std::max(ChromaStageScratchSize(w, h), full + full / 2);
+  return half_planes + RestoreDetailScratchSize(w) + std::max(ChromaStageScratchSize(w, h), full + full / 2);
 }
 
 void StillSceneFusion(const YuvImage& image, uint8_t* work_luma, FusionPara* fusion, uint8_t* arena,
@@ -56,17 +55,13 @@ void StillSceneFusion(const YuvImage& image, uint8_t* work_luma, FusionPara* fus
   half.plane[0] = cutter.Take<uint8_t>(full / 4);
   half.plane[1] = cutter.Take<uint8_t>(full / 16);
   half.plane[2] = cutter.Take<uint8_t>(full / 16);
-  auto* detail = cutter.Take<int16_t>(full);
-  auto* edge = cutter.Take<uint8_t>(full);
+  auto* detail_rows = cutter.Take<uint8_t>(RestoreDetailScratchSize(w));
   uint8_t* rest = cutter.Take<uint8_t>(arena_size - cutter.used());
 
   const YuvImage& frame = *fusion->input;
   const YuvImage input = frame.width == w && frame.height == h ? frame : Padded(frame, w, h, rest);
   Down2Planes(input, half);
-  Up2Plane(half.plane[0], h / 2, w / 2, work_luma);
-  LostDetail(input.y, work_luma, detail, static_cast<int64_t>(full));
-  SobelMagnitude(input.y, edge, w, h, w, w);
-  RestoreDetail(work_luma, detail, edge, static_cast<int64_t>(full), *fusion);
+  RestoreDetail(half.plane[0], input.y, half.plane[0], h, w, work_luma, *fusion, detail_rows);
   ChromaStage(*fusion, w, h, half, half, rest);
   Up2Plane(half.plane[1], h / 4, w / 4, image.u);
   Up2Plane(half.plane[2], h / 4, w / 4, image.v);

@@ -16,7 +16,6 @@
 #include "ghost/ghost_detection.h"
 #include "kernels/box_downscale.h"
 #include "kernels/pseudo_median.h"
-#include "kernels/sobel_magnitude.h"
 
 namespace zolt {
 namespace {
@@ -31,8 +30,7 @@ struct ToneArena {
       set->plane[1] = cutter.Take<uint8_t>(half / 4);
       set->plane[2] = cutter.Take<uint8_t>(half / 4);
     }
-    detail = cutter.Take<int16_t>(static_cast<uint64_t>(full));
-    doubled = cutter.Take<uint8_t>(static_cast<uint64_t>(full));
+    chroma_scratch = arena + cutter.used();
     for (PlaneSet* set : {&aligned_bgr, &accumulated_bgr}) {
       for (uint8_t*& plane : set->plane) plane = cutter.Take<uint8_t>(half);
     }
@@ -42,19 +40,12 @@ struct ToneArena {
   }
 
   PlaneSet aligned_half, accumulated_half, fused_half;
-  int16_t* detail;   ///< what the accumulated luma loses at half size
-  uint8_t* doubled;  ///< dead once `detail` is made: ChromaStage's scratch begins here, over all that follows
+  uint8_t* chroma_scratch;  ///< of ChromaStage, over all that follows
   PlaneSet aligned_bgr, accumulated_bgr;
   ToneTables* tones;
   uint8_t* scratch;
   uint64_t scratch_size;
 };
-
-// What stands before ToneArena's scratch: nine eighths of half-size sets, detail, doubled luma, two colour
-// sets, tables.
-uint64_t FixedArenaSize(uint64_t full) {
-  return full * 9 / 8 + 3 * full + full * 3 / 2 + sizeof(ToneTables);
-}
 
 // A table per channel, each made by a worker of its own.
 void ToneFromHistograms(const PlaneSet& aligned, const PlaneSet& accumulated, int w, int h, ToneTables* tones,
@@ -69,33 +60,30 @@ void ToneFromHistograms(const PlaneSet& aligned, const PlaneSet& accumulated, in
       kChannels);
 }
 
-void MatchTones(const ToneArena& arena, int w, int h) {
-  const int64_t count = static_cast<int64_t>(w) * h;
+// Rows in pairs, for the chroma row that two luma rows share: body(first row of the pair), on all workers.
+template <typename Body>
+void ForRowPairs(int h, Body&& body) {
   OnFusionWorkers([&](int worker) {
-    // Rows in pairs, for the chroma row that two luma rows share.
     const Share share = FusionShare(h / 2, worker);
-    const int first = static_cast<int>(2 * share.first);
-    const int rows = static_cast<int>(2 * share.count);
-    YuvToBgr(arena.aligned_half, arena.aligned_bgr, w, first, rows);
-    YuvToBgr(arena.accumulated_half, arena.accumulated_bgr, w, first, rows);
+    for (int64_t i = share.first; i < share.first + share.count; ++i) body(static_cast<int>(2 * i));
   });
-  OnFusionWorkers([&](int worker) {
+}
+
+void MatchTones(const ToneArena& arena, int w, int h) {
+  ForRowPairs(h, [&](int row) {
     constexpr uint8_t kBlownOut = 252;
-    const Share share = FusionShare(count, worker);
-    HighlightSwap(arena.accumulated_bgr, arena.aligned_bgr, arena.aligned_half.plane[0], share.first,
-                  share.count, kBlownOut);
+    YuvToBgr(arena.aligned_half, arena.aligned_bgr, w, row, 2);
+    YuvToBgr(arena.accumulated_half, arena.accumulated_bgr, w, row, 2);
+    HighlightSwap(arena.accumulated_bgr, arena.aligned_bgr, arena.aligned_half.plane[0], int64_t{row} * w,
+                  2 * int64_t{w}, kBlownOut);
   });
   ToneFromHistograms(arena.aligned_bgr, arena.accumulated_bgr, w, h, arena.tones, arena.scratch);
   const int taps = ToneKernelSize(*arena.tones);
   for (auto& table : arena.tones->table) SmoothTone(table, taps);
-  OnFusionWorkers([&](int worker) {
-    const Share share = FusionShare(h / 2, worker);
-    for (int c = 0; c < 3; ++c) {
-      ApplyTone(arena.accumulated_bgr.plane[c] + 2 * share.first * w, 2 * share.count * w,
-                arena.tones->table[c]);
-    }
-    BgrToYuv(arena.accumulated_bgr, arena.fused_half, w, static_cast<int>(2 * share.first),
-             static_cast<int>(2 * share.count));
+  ForRowPairs(h, [&](int row) {
+    for (int c = 0; c < 3; ++c)
+      ApplyTone(arena.accumulated_bgr.plane[c] + int64_t{row} * w, 2 * int64_t{w}, arena.tones->table[c]);
+    BgrToYuv(arena.accumulated_bgr, arena.fused_half, w, row, 2);
   });
 }
 
@@ -169,12 +157,12 @@ void MixMedian(const ToneArena& arena, int w, int h, FusionPara* fusion) {
 
 uint64_t ToneMatchedArenaSize(int w, int h) {
   const uint64_t full = static_cast<uint64_t>(w) * static_cast<uint64_t>(h);
-  // Behind the tables: two maps of half size and ghost detection's own room, or the pyramids, or an edge
-  // plane.
+  const uint64_t half_sets = full * 9 / 8, colour_sets = full * 3 / 2;
+  // Behind the tables: two maps of half size and ghost detection's own room, or the pyramids, or rows.
   const uint64_t ghost = full / 2 + 2 * full;
-  const uint64_t scratch = std::max({full, ghost, PyramidFusionScratchSize(w / 2, h / 2)});
-  const uint64_t chroma = full * 9 / 8 + 2 * full + ChromaStageScratchSize(w, h);
-  return std::max(FixedArenaSize(full) + scratch, chroma);
+  const uint64_t scratch =
+      std::max({RestoreDetailScratchSize(w), ghost, PyramidFusionScratchSize(w / 2, h / 2)});
+  return half_sets + std::max(colour_sets + sizeof(ToneTables) + scratch, ChromaStageScratchSize(w, h));
 }
 
 int32_t ToneMatchedFusion(const YuvImage& image, const YuvImage& aligned, uint8_t* work_luma,
@@ -186,8 +174,6 @@ int32_t ToneMatchedFusion(const YuvImage& image, const YuvImage& aligned, uint8_
 
   Down2Planes(aligned, arena.aligned_half);
   Down2Planes(image, arena.accumulated_half);
-  Up2Plane(arena.accumulated_half.plane[0], h / 2, w / 2, arena.doubled);
-  LostDetail(image.y, arena.doubled, arena.detail, full);
   MatchTones(arena, w / 2, h / 2);
   if (fusion->ChromaFusionFlag != 0) {
     const int32_t result = FuseChroma(arena, w / 2, h / 2, fusion);
@@ -197,13 +183,13 @@ int32_t ToneMatchedFusion(const YuvImage& image, const YuvImage& aligned, uint8_
     const int32_t result = HdrPyramidFusion(arena.fused_half, arena.accumulated_half, arena.fused_half, w / 2,
                                             h / 2, arena.scratch);
     if (result != kOk) return result;
+    Down2Plane(image.y, h, w, arena.accumulated_half.plane[0]);  // its weights stand there
   }
   MixMedian(arena, w / 2, h / 2, fusion);
 
-  Up2Plane(arena.fused_half.plane[0], h / 2, w / 2, work_luma);
-  SobelMagnitude(image.y, arena.scratch, w, h, w, w);
-  RestoreDetail(work_luma, arena.detail, arena.scratch, full, *fusion);
-  ChromaStage(*fusion, w, h, arena.fused_half, arena.fused_half, arena.doubled);
+  RestoreDetail(arena.fused_half.plane[0], image.y, arena.accumulated_half.plane[0], h, w, work_luma, *fusion,
+                arena.scratch);
+  ChromaStage(*fusion, w, h, arena.fused_half, arena.fused_half, arena.chroma_scratch);
   Up2Plane(arena.fused_half.plane[1], h / 4, w / 4, image.u);
   Up2Plane(arena.fused_half.plane[2], h / 4, w / 4, image.v);
   return kOk;

@@ -26,8 +26,8 @@ constexpr int Update(int16_t previous, int16_t current) {
 }
 
 // One pair of rows forward; `update(x, d)` is what the low-pass sample of column x takes from the details.
-template <typename UpdateOf>
-void PairForward(const int16_t* even, const int16_t* odd, const int16_t* next_even, int16_t* __restrict s,
+template <typename Sample, typename UpdateOf>
+void PairForward(const Sample* even, const Sample* odd, const Sample* next_even, int16_t* __restrict s,
                  int16_t* __restrict d, int w, UpdateOf update) {
   for (int x = 0; x < w; ++x) {
     const int16_t detail = Predict(even[x], odd[x], next_even[x]);
@@ -36,24 +36,7 @@ void PairForward(const int16_t* even, const int16_t* odd, const int16_t* next_ev
   }
 }
 
-// The even row that the odd row before it and the odd row behind it share.
-void EvenRow(const int16_t* s, const int16_t* d_before, const int16_t* d, int16_t* __restrict even, int w) {
-  for (int x = 0; x < w; ++x) even[x] = Wrap16(s[x] - Update(d_before[x], d[x]));
-}
-
-// The odd row i from the even row above it; the even row below comes from row i+1 of the bands and is stored
-// too.
-void OddAndNextEvenRow(const int16_t* s_next, const int16_t* d, const int16_t* d_next,
-                       const int16_t* __restrict even, int16_t* __restrict odd, int16_t* __restrict next_even,
-                       int w) {
-  for (int x = 0; x < w; ++x) {
-    const int16_t below = Wrap16(s_next[x] - Update(d[x], d_next[x]));
-    next_even[x] = below;
-    odd[x] = Wrap16(d[x] + FloorAverage(even[x], below));
-  }
-}
-
-// The same where the even row below belongs to another thread.
+// The odd row i where the even row below it belongs to another thread.
 void OddRow(const int16_t* s_next, const int16_t* d, const int16_t* d_next, const int16_t* __restrict even,
             int16_t* __restrict odd, int w) {
   for (int x = 0; x < w; ++x) {
@@ -99,29 +82,62 @@ void LiftRowInverse(const int16_t* s, const int16_t* d, int16_t* x, int n) {
   out[2 * n - 1] = Wrap16(d[n - 1] + out[2 * n - 2]);
 }
 
+template <typename Sample>
+void LiftPairForward(const Sample* even, int pitch, int i, int total, const int16_t* d_before, int16_t* s,
+                     int16_t* d, int w) {
+  const Sample* odd = even + pitch;
+  // Behind the last pair the even row mirrors: the average of equals is the row itself.
+  const Sample* next_even = i + 1 < total ? odd + pitch : even;
+  if (i == 0) {
+    PairForward(even, odd, next_even, s, d, w, [](int, int16_t detail) { return detail >> 1; });
+  } else if (d_before == nullptr) {
+    const Sample* odd_before = even - pitch;
+    const Sample* even_before = odd_before - pitch;
+    PairForward(even, odd, next_even, s, d, w, [=](int c, int16_t detail) {
+      return Update(Predict(even_before[c], odd_before[c], even[c]), detail);
+    });
+  } else {
+    PairForward(even, odd, next_even, s, d, w,
+                [=](int c, int16_t detail) { return Update(d_before[c], detail); });
+  }
+}
+
+template void LiftPairForward(const uint8_t*, int, int, int, const int16_t*, int16_t*, int16_t*, int);
+template void LiftPairForward(const int16_t*, int, int, int, const int16_t*, int16_t*, int16_t*, int);
+
+void LiftEvenRow(const int16_t* s, const int16_t* d_before, const int16_t* d, int16_t* even, int w) {
+  int16_t* __restrict out = even;
+  if (d_before == nullptr) {
+    for (int x = 0; x < w; ++x) out[x] = Wrap16(s[x] - (d[x] >> 1));
+  } else {
+    for (int x = 0; x < w; ++x) out[x] = Wrap16(s[x] - Update(d_before[x], d[x]));
+  }
+}
+
+void LiftOddRow(const int16_t* s_next, const int16_t* d, const int16_t* d_next, const int16_t* even, int16_t* odd,
+                int16_t* next_even, int w) {
+  const int16_t* __restrict above = even;
+  int16_t* __restrict out = odd;
+  int16_t* __restrict next = next_even;
+  if (next == nullptr) {
+    for (int x = 0; x < w; ++x) out[x] = Wrap16(d[x] + above[x]);
+    return;
+  }
+  for (int x = 0; x < w; ++x) {
+    const int16_t below = Wrap16(s_next[x] - Update(d[x], d_next[x]));
+    next[x] = below;
+    out[x] = Wrap16(d[x] + FloorAverage(above[x], below));
+  }
+}
+
 void LiftColumnsForward(const int16_t* x, int pitch, int16_t* low, int16_t* high, int band_pitch, int w,
                         PairRange pairs) {
   assert(pairs.first >= 0 && pairs.last <= pairs.total);
   for (int i = pairs.first; i < pairs.last; ++i) {
-    const int16_t* even = x + static_cast<ptrdiff_t>(2 * i) * pitch;
-    const int16_t* odd = even + pitch;
-    // Behind the last pair the even row mirrors: the average of equals is the row itself.
-    const int16_t* next_even = i + 1 < pairs.total ? odd + pitch : even;
-    int16_t* s = low + static_cast<ptrdiff_t>(i) * band_pitch;
-    int16_t* d = high + static_cast<ptrdiff_t>(i) * band_pitch;
-    if (i == 0) {
-      PairForward(even, odd, next_even, s, d, w, [](int, int16_t detail) { return detail >> 1; });
-    } else if (i == pairs.first) {
-      const int16_t* even_before = even - 2 * static_cast<ptrdiff_t>(pitch);
-      const int16_t* odd_before = even - pitch;
-      PairForward(even, odd, next_even, s, d, w, [=](int c, int16_t detail) {
-        return Update(Predict(even_before[c], odd_before[c], even[c]), detail);
-      });
-    } else {
-      const int16_t* d_before = d - band_pitch;
-      PairForward(even, odd, next_even, s, d, w,
-                  [=](int c, int16_t detail) { return Update(d_before[c], detail); });
-    }
+    const ptrdiff_t row = static_cast<ptrdiff_t>(i) * band_pitch;
+    int16_t* d = high + row;
+    LiftPairForward(x + static_cast<ptrdiff_t>(2 * i) * pitch, pitch, i, pairs.total,
+                    i == pairs.first ? nullptr : d - band_pitch, low + row, d, w);
   }
 }
 
@@ -133,17 +149,13 @@ void LiftColumnsInverse(const int16_t* low, const int16_t* high, int band_pitch,
     const int16_t* d = high + static_cast<ptrdiff_t>(i) * band_pitch;
     int16_t* even = x + static_cast<ptrdiff_t>(2 * i) * pitch;
     int16_t* odd = even + pitch;
-    if (i == 0) {
-      for (int c = 0; c < w; ++c) even[c] = Wrap16(s[c] - (d[c] >> 1));
-    } else if (i == pairs.first) {
-      EvenRow(s, d - band_pitch, d, even, w);
-    }
+    if (i == pairs.first) LiftEvenRow(s, i == 0 ? nullptr : d - band_pitch, d, even, w);
     if (i + 1 == pairs.total) {
-      for (int c = 0; c < w; ++c) odd[c] = Wrap16(d[c] + even[c]);
+      LiftOddRow(nullptr, d, nullptr, even, odd, nullptr, w);
     } else if (i + 1 == pairs.last) {
       OddRow(s + band_pitch, d, d + band_pitch, even, odd, w);
     } else {
-      OddAndNextEvenRow(s + band_pitch, d, d + band_pitch, even, odd, odd + pitch, w);
+      LiftOddRow(s + band_pitch, d, d + band_pitch, even, odd, odd + pitch, w);
     }
   }
 }

@@ -26,11 +26,11 @@ void SobelRow(const uint8_t* above, const uint8_t* row, const uint8_t* below, ui
 
 }  // namespace
 
-ZOLT_VECTOR_CLONES void SobelMagnitude(const uint8_t* source, uint8_t* destination, int w, int h,
-                                       int source_pitch, int destination_pitch) {
-  for (int y = 0; y < h; ++y) {
+ZOLT_VECTOR_CLONES void SobelMagnitudeRows(const uint8_t* source, uint8_t* destination, int w, int h,
+                                           int source_pitch, int destination_pitch, int first, int last) {
+  for (int y = first; y < last; ++y) {
     const uint8_t* row = source + static_cast<int64_t>(y) * source_pitch;
-    uint8_t* out = destination + static_cast<int64_t>(y) * destination_pitch;
+    uint8_t* out = destination + static_cast<int64_t>(y - first) * destination_pitch;
     if (y == 0 || y == h - 1) {
       std::memset(out, 0, static_cast<size_t>(w));
       continue;
@@ -39,6 +39,11 @@ ZOLT_VECTOR_CLONES void SobelMagnitude(const uint8_t* source, uint8_t* destinati
     out[0] = 0;
     out[w - 1] = 0;
   }
+}
+
+void SobelMagnitude(const uint8_t* source, uint8_t* destination, int w, int h, int source_pitch,
+                    int destination_pitch) {
+  SobelMagnitudeRows(source, destination, w, h, source_pitch, destination_pitch, 0, h);
 }
 
 }  // namespace zolt

@@ -57,8 +57,7 @@ void Upscale2Rows(const uint8_t* source, int rows, int w, uint8_t* destination, 
   const bool top_border = first == 0, bottom_border = last == rows;
   const UpscaleEdges edges = top_border ? (bottom_border ? UpscaleEdges::kBoth : UpscaleEdges::kFirst)
                                         : (bottom_border ? UpscaleEdges::kLast : UpscaleEdges::kNone);
-  Upscale2(source + static_cast<int64_t>(first) * w, last - first, w,
-           destination + static_cast<int64_t>(2 * first) * destination_pitch, destination_pitch, edges);
+  Upscale2(source + static_cast<int64_t>(first) * w, last - first, w, destination, destination_pitch, edges);
 }
 
 }  // namespace zolt

@@ -58,7 +58,7 @@ TEST(BandFusion, AgreementTakesTheAlignedBandAndStrongDifferenceKeepsThePrepared
   for (int i = 0; i < kW * kH; ++i) b[i] = int16_t(a[i] + (i / kW < 8 ? 0 : 100));
   std::vector<uint8_t> scratch(FuseBandScratchSize(kW));
   for (const int threshold : {0, -5, -2147483647 - 1}) {
-    std::vector<int16_t> out(b);
+    std::vector<int16_t> out(b.size());
     FuseBand({a.data(), b.data(), out.data()}, kW, kH, threshold, scratch.data());
     EXPECT_EQ(out, b) << threshold;
   }

@@ -28,7 +28,7 @@ TEST(Upscale2, StripesGiveTheWholeImageAndReadOneRowBeyond) {
   stripe(9, 3, 1, 0, UpscaleEdges::kLast);
   EXPECT_EQ(striped, whole);
   for (const auto& [first, last] : {std::pair{0, 2}, {2, 7}, {7, 11}, {11, 12}}) {
-    Upscale2Rows(source.data(), rows, w, ranges.data(), 2 * w, first, last);
+    Upscale2Rows(source.data(), rows, w, ranges.data() + 4 * first * w, 2 * w, first, last);
   }
   EXPECT_EQ(ranges, whole);
 }
