@@ -11,11 +11,23 @@
 namespace zolt {
 namespace {
 
-// Squares that enter a column's sum, or leave it.
+// The columns' sums of squares of a - b (or of a alone), once a row enters or leaves them.
 template <bool kLeaves>
-uint32_t Square(int16_t d) {
-  const auto square = static_cast<uint32_t>(d * d);
-  return kLeaves ? 0u - square : square;
+void AddSquares(const int16_t* __restrict a, const int16_t* __restrict b, uint32_t* __restrict sums, int w) {
+  const auto square = [](int d) { return static_cast<uint32_t>(kLeaves ? -(d * d) : d * d); };
+  if (b == nullptr) {
+    for (int x = 0; x < w; ++x) sums[x] += square(a[x]);
+  } else {
+    for (int x = 0; x < w; ++x) sums[x] += square(static_cast<int16_t>(a[x] - b[x]));
+  }
+}
+
+// E of a row, of the sums of its columns.
+void EnergyRow(const uint32_t* __restrict c, int16_t* __restrict energy, int w) {
+  for (int x = 0; x < w; ++x) {
+    const uint32_t sum = c[x] + c[x + 1] + c[x + 2] + c[x + 3] + c[x + 4] + c[x + 5] + c[x + 6];
+    energy[x] = SaturateS16(static_cast<int32_t>(sum) >> 6);
+  }
 }
 
 int16_t Mix(int16_t a, int16_t b, int32_t k) {
@@ -97,16 +109,11 @@ void EnergyRows::Start(int first) {
   for (int y = std::max(0, first - kRadius); y < std::min(h_, first + kRadius); ++y) Add<false>(y);
 }
 
-void EnergyRows::Next(int16_t* energy) {
+ZOLT_VECTOR_CLONES void EnergyRows::Next(int16_t* energy) {
   constexpr int16_t kLastColumnsCap = 4096;
   if (row_ + kRadius < h_) Add<false>(row_ + kRadius);
-  int16_t* __restrict out = energy;
-  const uint32_t* __restrict c = columns_;
-  for (int x = 0; x < w_; ++x) {
-    const uint32_t sum = c[x] + c[x + 1] + c[x + 2] + c[x + 3] + c[x + 4] + c[x + 5] + c[x + 6];
-    out[x] = SaturateS16(static_cast<int32_t>(sum) >> 6);
-  }
-  for (int x = std::max(0, w_ - kRadius); x < w_; ++x) out[x] = std::min<int16_t>(out[x], kLastColumnsCap);
+  EnergyRow(columns_, energy, w_);
+  for (int x = std::max(0, w_ - kRadius); x < w_; ++x) energy[x] = std::min(energy[x], kLastColumnsCap);
   if (row_ - kRadius >= 0) Add<true>(row_ - kRadius);
   ++row_;
 }
@@ -114,14 +121,7 @@ void EnergyRows::Next(int16_t* energy) {
 template <bool kLeaves>
 void EnergyRows::Add(int y) {
   const int64_t row = static_cast<int64_t>(y) * w_;
-  const int16_t* __restrict a = a_ + row;
-  uint32_t* __restrict sums = columns_ + kRadius;
-  if (b_ == nullptr) {
-    for (int x = 0; x < w_; ++x) sums[x] += Square<kLeaves>(a[x]);
-  } else {
-    const int16_t* __restrict b = b_ + row;
-    for (int x = 0; x < w_; ++x) sums[x] += Square<kLeaves>(static_cast<int16_t>(a[x] - b[x]));
-  }
+  AddSquares<kLeaves>(a_ + row, b_ == nullptr ? nullptr : b_ + row, columns_ + kRadius, w_);
 }
 
 // One EnergyRows and a row of its results.

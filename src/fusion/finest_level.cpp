@@ -16,8 +16,8 @@ namespace {
 constexpr int kDetailBands = 3;
 
 uint64_t WorkerScratchSize(int w) {
-  return kDetailBands * FusedBandRows::ScratchSize(w / 2) + 2 * static_cast<uint64_t>(w / 2) * sizeof(int16_t) +
-         6 * static_cast<uint64_t>(w) * sizeof(int16_t);
+  return kDetailBands * FusedBandRows::ScratchSize(w / 2) +
+         2 * static_cast<uint64_t>(w / 2) * sizeof(int16_t) + 6 * static_cast<uint64_t>(w) * sizeof(int16_t);
 }
 
 /// Rows of the level before its columns are lifted, one after the other: a worker's.
@@ -56,8 +56,8 @@ class LevelRows {
  private:
   static FusedBandRows Mixed(const FinestLevel& level, int band, int32_t threshold, RegionCutter& cutter) {
     const int w = level.w / 2;
-    auto* scratch = reinterpret_cast<uint8_t*>(
-        cutter.Take<uint32_t>(FusedBandRows::ScratchSize(w) / sizeof(uint32_t)));
+    auto* scratch =
+        reinterpret_cast<uint8_t*>(cutter.Take<uint32_t>(FusedBandRows::ScratchSize(w) / sizeof(uint32_t)));
     return {level.aligned[band], level.prepared[band], w, level.h / 2, threshold, scratch};
   }
 

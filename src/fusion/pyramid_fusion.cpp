@@ -26,8 +26,8 @@ void CumulativeHistogram(const uint8_t* plane, int64_t count, uint32_t* cumulati
 void ReportToneDistance(const uint8_t* a, const uint8_t* b, int64_t count) {
   uint32_t of_a[kLevels];
   uint32_t of_b[kLevels];
-  CumulativeHistogram(a, count, of_a);
-  CumulativeHistogram(b, count, of_b);
+  const auto measure = [&](int i) { CumulativeHistogram(i == 0 ? a : b, count, i == 0 ? of_a : of_b); };
+  RunOnPool(DenoisePool(), measure, 2);
   int largest = 0;
   int reference = -1;
   for (int i = 0, j = 0; i != kLevels - 1 && j != kLevels - 1;) {

@@ -1,6 +1,7 @@
 #include "fusion/saturation.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <iterator>
@@ -23,6 +24,16 @@ constexpr uint8_t kWideBump[] = {
     99, 104, 108, 113, 116, 120, 122, 124, 126, 127, 127, 127, 126, 124, 122, 120, 116, 113, 108, 104, 99, 93,
     88, 82,  76,  70,  64,  57,  51,  45,  39,  34,  28,  23,  19,  14,  11,  7,   5,   3,   1,   0};
 static_assert(std::size(kNarrowBump) == 48 && std::size(kWideBump) == 64);
+
+// A sixth of the circle, 85 in Q7, by how far the channels lie apart: a division for each pixel otherwise.
+constexpr std::array<int16_t, 256> kSixthOverDelta = [] {
+  std::array<int16_t, 256> table = {};
+  for (int delta = 1; delta < 256; ++delta) {
+    table[static_cast<size_t>(delta)] =
+        static_cast<int16_t>(ReciprocalEstimate(static_cast<float>(delta)) * (85 * 128) + 0.5f);
+  }
+  return table;
+}();
 
 // The ARM instruction's rounding doubling multiply, high half, of 16-bit lanes.
 int DoublingHighHalf(int a, int b) {
@@ -86,8 +97,7 @@ uint8_t Hue(int y, int u, int v) {
   const int highest = std::max({b, g, r});
   const int delta = highest - std::min({b, g, r});
   if (delta == 0) return 0;
-  constexpr float kSixth = 85 * 128;
-  const int scale = static_cast<int>(ReciprocalEstimate(static_cast<float>(delta)) * kSixth + 0.5f);
+  const int scale = kSixthOverDelta[static_cast<size_t>(delta)];
   const auto turn = [scale](int difference) { return DoublingHighHalf(difference * 128, scale); };
   if (highest == b) return SaturateU8(turn(r - g) + 170);
   if (highest == g) return SaturateU8(turn(b - r) + 85);

@@ -70,8 +70,10 @@ struct LevelPlanes {
 };
 
 // Mixes a level's detail bands, w x h each, and lifts it.
-void FuseLevel(const LevelPlanes& planes, int level, int w, int h, const FusionPara& fusion, uint8_t* scratch) {
-  const Bands a(planes.aligned, 2 * w, 2 * h), b(planes.prepared, 2 * w, 2 * h), out(planes.out, 2 * w, 2 * h);
+void FuseLevel(const LevelPlanes& planes, int level, int w, int h, const FusionPara& fusion,
+               uint8_t* scratch) {
+  const Bands a(planes.aligned, 2 * w, 2 * h), b(planes.prepared, 2 * w, 2 * h),
+      out(planes.out, 2 * w, 2 * h);
   const auto threshold = LevelThresholds(fusion, level);
   FuseBand({a[2], b[2], out[2]}, w, h, threshold[0], scratch);
   FuseBand({a[1], b[1], out[1]}, w, h, threshold[1], scratch);
@@ -122,8 +124,8 @@ int32_t WaveletDetailFusion(const uint8_t* work_luma, const uint8_t* aligned_lum
   LiftForward(aligned_luma, w, h, planes.aligned, scratch);
   LiftForward(work_luma, w, h, planes.prepared, scratch);
   FuseCoarseLevels(planes, w, h, fusion, scratch);
-  const FinestLevel finest = {w, h, planes.out, Bands(planes.aligned, w, h), Bands(planes.prepared, w, h),
-                              work_luma, out_luma};
+  const FinestLevel finest = {
+      w, h, planes.out, Bands(planes.aligned, w, h), Bands(planes.prepared, w, h), work_luma, out_luma};
   FinishFinestLevel(finest, LevelThresholds(fusion, fusion.bandLevels - 1).data(), fusion, scratch);
   return 0;
 }

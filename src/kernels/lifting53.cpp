@@ -114,8 +114,8 @@ void LiftEvenRow(const int16_t* s, const int16_t* d_before, const int16_t* d, in
   }
 }
 
-void LiftOddRow(const int16_t* s_next, const int16_t* d, const int16_t* d_next, const int16_t* even, int16_t* odd,
-                int16_t* next_even, int w) {
+void LiftOddRow(const int16_t* s_next, const int16_t* d, const int16_t* d_next, const int16_t* even,
+                int16_t* odd, int16_t* next_even, int w) {
   const int16_t* __restrict above = even;
   int16_t* __restrict out = odd;
   int16_t* __restrict next = next_even;
@@ -124,9 +124,10 @@ void LiftOddRow(const int16_t* s_next, const int16_t* d, const int16_t* d_next, 
     return;
   }
   for (int x = 0; x < w; ++x) {
-    const int16_t below = Wrap16(s_next[x] - Update(d[x], d_next[x]));
+    const int16_t detail = d[x];
+    const int16_t below = Wrap16(s_next[x] - Update(detail, d_next[x]));
     next[x] = below;
-    out[x] = Wrap16(d[x] + FloorAverage(above[x], below));
+    out[x] = Wrap16(detail + FloorAverage(above[x], below));
   }
 }
 

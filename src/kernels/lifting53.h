@@ -14,10 +14,10 @@ namespace zolt {
 void LiftRowForward(const int16_t* x, int16_t* s, int16_t* d, int n);
 void LiftRowInverse(const int16_t* s, const int16_t* d, int16_t* x, int n);
 
-/// Down the columns, one pair of rows at a time, for whoever makes or takes rows one after another; w columns.
-/// Row i of the bands, s and d, from rows 2i and 2i + 1 of a plane of `total` pairs; rows around them are read
-/// too. `even` is row 2i, pitch in samples. `d_before` is row i - 1 of the details; if null it is worked out anew.
-/// Sample is uint8_t or int16_t.
+/// Down the columns, one pair of rows at a time, for whoever makes or takes rows one after another; w
+/// columns. Row i of the bands, s and d, from rows 2i and 2i + 1 of a plane of `total` pairs; rows around
+/// them are read too. `even` is row 2i, pitch in samples. `d_before` is row i - 1 of the details; if null it
+/// is worked out anew. Sample is uint8_t or int16_t.
 template <typename Sample>
 void LiftPairForward(const Sample* even, int pitch, int i, int total, const int16_t* d_before, int16_t* s,
                      int16_t* d, int w);
@@ -25,8 +25,8 @@ void LiftPairForward(const Sample* even, int pitch, int i, int total, const int1
 void LiftEvenRow(const int16_t* s, const int16_t* d_before, const int16_t* d, int16_t* even, int w);
 /// Row 2i + 1 from row 2i, and row 2i + 2 with it. Behind the last pair there is no row i + 1 of the bands:
 /// `s_next`, `d_next` and `next_even` are null.
-void LiftOddRow(const int16_t* s_next, const int16_t* d, const int16_t* d_next, const int16_t* even, int16_t* odd,
-                int16_t* next_even, int w);
+void LiftOddRow(const int16_t* s_next, const int16_t* d, const int16_t* d_next, const int16_t* even,
+                int16_t* odd, int16_t* next_even, int w);
 
 /// Row pairs that a call works on, first <= i < last, of a plane with `total` pairs.
 struct PairRange {
@@ -35,9 +35,10 @@ struct PairRange {
   int total;
 };
 
-/// All of them: rows 2i and 2i + 1 of x give row i of `low` and of `high`, or come back from them. Several threads may share a plane, each with a range of pairs of its own: a call reads rows outside
-/// its range but of the source only, and writes only rows of its range. Source and destination are apart.
-/// Pitches in samples.
+/// All of them: rows 2i and 2i + 1 of x give row i of `low` and of `high`, or come back from them. Several
+/// threads may share a plane, each with a range of pairs of its own: a call reads rows outside its range but
+/// of the source only, and writes only rows of its range. Source and destination are apart. Pitches in
+/// samples.
 void LiftColumnsForward(const int16_t* x, int pitch, int16_t* low, int16_t* high, int band_pitch, int w,
                         PairRange pairs);
 void LiftColumnsInverse(const int16_t* low, const int16_t* high, int band_pitch, int16_t* x, int pitch, int w,

@@ -10,8 +10,8 @@ namespace zolt {
 void SobelMagnitude(const uint8_t* source, uint8_t* destination, int w, int h, int source_pitch,
                     int destination_pitch);
 
-/// Rows first to last - 1 of that, to `destination` on, of the whole image that begins at `source`. For workers
-/// that share an image by row ranges.
+/// Rows first to last - 1 of that, to `destination` on, of the whole image that begins at `source`. For
+/// workers that share an image by row ranges.
 void SobelMagnitudeRows(const uint8_t* source, uint8_t* destination, int w, int h, int source_pitch,
                         int destination_pitch, int first, int last);
 

@@ -19,8 +19,8 @@ enum class UpscaleEdges { kBoth, kFirst, kNone, kLast };
 void Upscale2(const uint8_t* source, int rows, int w, uint8_t* destination, int destination_pitch,
               UpscaleEdges edges);
 
-/// The output rows 2 * first to 2 * last - 1, to `destination` on, of a whole image of `rows` source rows that
-/// begins at `source`. For workers that share an image by row ranges.
+/// The output rows 2 * first to 2 * last - 1, to `destination` on, of a whole image of `rows` source rows
+/// that begins at `source`. For workers that share an image by row ranges.
 void Upscale2Rows(const uint8_t* source, int rows, int w, uint8_t* destination, int destination_pitch,
                   int first, int last);
 
