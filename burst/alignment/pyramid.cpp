@@ -124,7 +124,8 @@ void Smooth(const GreyPlane& from, int threads, GreyPlane* to) {
 
 int FinestLevel(PlaneView picture) {
   int k = 0;
-  while (static_cast<int64_t>(picture.width >> k) * (picture.height >> k) > Pyramid::kFinestPixels &&
+  const auto most = [&] { return k == 0 ? Pyramid::kFullSizePixels : Pyramid::kFinestPixels; };
+  while (static_cast<int64_t>(picture.width >> k) * (picture.height >> k) > most() &&
          std::min(picture.width, picture.height) >> (k + 1) >= Pyramid::kLeastSide) {
     ++k;
   }

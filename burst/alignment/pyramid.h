@@ -48,6 +48,7 @@ class Pyramid {
   const GreyPlane& Level(int k) const { return levels_[k - finest_]; }
 
   static constexpr int64_t kFinestPixels = 1200000;
+  static constexpr int64_t kFullSizePixels = 600000;  ///< of level 0: single pixels are mostly noise
   static constexpr int kCoarsestSide = 96;
   static constexpr int kLeastSide = 8;
 
