@@ -1,6 +1,6 @@
 // How exactly the frames of simulated bursts are aligned: the engine's registration beside the layer's
 // alignment.
-//   alignment_accuracy [--layer-only] [--shift X Y] [--threads N] [--frames] FOLDER...
+//   alignment_accuracy [--layer-only] [--quick] [--shift X Y] [--threads N] [--frames] FOLDER...
 // FOLDER is what `zolt-burst simulate` made. Errors are means over a grid of 16 x 12 points, in pixels,
 // against the motion that burst.json tells. --shift cuts the frames so that later ones lie X, Y pixels beside
 // the first.
@@ -31,6 +31,7 @@ struct Options {
   bool each_frame = false;
   int shift_x = 0, shift_y = 0;
   int threads = zolt::kAlignmentThreads;
+  zolt::AlignmentCare care = zolt::AlignmentCare::kThorough;
 };
 
 /// A frame, cut for --shift to sides that the engine takes.
@@ -132,7 +133,7 @@ void Measure(const std::string& folder, const Options& options) {
   Errors engine, layer;
   zolt::AlignmentReference reference;
   Picture& first = pairs[0].picture;
-  if (!reference.Prepare(first.Luma(), options.threads)) return;
+  if (!reference.Prepare(first.Luma(), options.care, options.threads)) return;
   double milliseconds = 0;
   for (size_t i = 1; i < pairs.size(); ++i) {
     Homography found;
@@ -175,6 +176,8 @@ int main(int argc, char** argv) {
     const std::string argument = argv[i];
     if (argument == "--layer-only") {
       options.layer_only = true;
+    } else if (argument == "--quick") {
+      options.care = zolt::AlignmentCare::kQuick;
     } else if (argument == "--frames") {
       options.each_frame = true;
     } else if (argument == "--shift" && i + 2 < argc) {

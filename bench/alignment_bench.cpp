@@ -49,7 +49,8 @@ void BM_AlignmentReference(benchmark::State& state) {
   const Pair& pair = PairOf(static_cast<int>(state.range(0)));
   AlignmentReference reference;
   for (auto _ : state) {
-    if (!reference.Prepare(pair.View(pair.reference), static_cast<int>(state.range(1))))
+    if (!reference.Prepare(pair.View(pair.reference), AlignmentCare::kThorough,
+                           static_cast<int>(state.range(1))))
       state.SkipWithError("no memory");
   }
 }
@@ -63,7 +64,7 @@ void BM_Pyramid(benchmark::State& state) {
 void BM_Align(benchmark::State& state) {
   const Pair& pair = PairOf(static_cast<int>(state.range(0)));
   AlignmentReference reference;
-  reference.Prepare(pair.View(pair.reference));
+  reference.Prepare(pair.View(pair.reference), AlignmentCare::kThorough);
   for (auto _ : state) {
     const Alignment alignment =
         Align(reference, pair.View(pair.frame), nullptr, static_cast<int>(state.range(1)));

@@ -129,7 +129,7 @@ void BurstRun::TakeReference(const zolt_burst_picture& frame) {
   } else {
     OwnedPlane own(memory_);
     own_reference_ = std::make_unique<AlignmentReference>();
-    if (!own_reference_->Prepare(LumaOf(frame, &own))) throw std::bad_alloc();
+    if (!own_reference_->Prepare(LumaOf(frame, &own), CareFor(options_.mode))) throw std::bad_alloc();
     reference_ = own_reference_.get();
   }
   merge_ = std::make_unique<MergeSession>(memory_);

@@ -18,6 +18,11 @@
 
 namespace zolt {
 
+/// For a mode that was asked for: what the engine's filter leaves hides a hundredth of a pixel.
+inline AlignmentCare CareFor(int32_t mode) {
+  return mode == ZOLT_BURST_FINE ? AlignmentCare::kThorough : AlignmentCare::kQuick;
+}
+
 /// What is known of one frame of a burst; `told.use` starts as ZOLT_BURST_USED.
 struct FrameState {
   zolt_burst_frame_report told = {};

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <chrono>
 #include <cmath>
 #include <exception>
@@ -21,6 +22,7 @@ namespace zolt {
 
 struct AlignmentReference::Data {
   int width = 0, height = 0;
+  int64_t full_size_pixels = 0;
   Pyramid pyramid;
   LayerVector<TemplateLevel> levels;  // finest first
 
@@ -35,6 +37,7 @@ AlignmentReference& AlignmentReference::operator=(AlignmentReference&&) noexcept
 namespace {
 
 constexpr int kLeastSide = 16;
+constexpr int64_t kQuickFullSizePixels = 600000;
 constexpr int kLeastTilesForAffine = 9;
 constexpr int kLeastTilesForHomography = 48;
 // Noise alone reaches a correlation of 0.05 on 40000 tiles and 0.4 on 24, other scenes have no stable place
@@ -220,7 +223,7 @@ class PairAlignment {
 
   /// Share of a grid of points of the reference that lie inside the frame.
   float Overlap(const Homography& motion) const {
-    constexpr int kPoints = 128;
+    constexpr int kPoints = 64;
     const double right = reference_.width - 0.5, bottom = reference_.height - 0.5;
     int inside = 0;
     for (int i = 0; i < kPoints * kPoints; ++i) {
@@ -262,14 +265,15 @@ class PairAlignment {
 
 }  // namespace
 
-bool AlignmentReference::Prepare(PlaneView luma, int threads) {
+bool AlignmentReference::Prepare(PlaneView luma, AlignmentCare care, int threads) {
   data_.reset();
   if (std::min(luma.width, luma.height) < kLeastSide) return false;
   try {
     auto data = std::make_unique<Data>();
     data->width = luma.width;
     data->height = luma.height;
-    data->pyramid.Build(luma, threads);
+    data->full_size_pixels = care == AlignmentCare::kQuick ? kQuickFullSizePixels : Pyramid::kFinestPixels;
+    data->pyramid.Build(luma, threads, data->full_size_pixels);
     for (int k = data->pyramid.finest(); k <= data->pyramid.coarsest(); ++k) {
       data->levels.emplace_back().Prepare(data->pyramid.Level(k), threads);
     }
@@ -309,7 +313,7 @@ Alignment Align(const AlignmentReference& reference, PlaneView frame_luma, const
     return NotAligned();
   try {
     Pyramid frame;
-    frame.Build(frame_luma, threads);
+    frame.Build(frame_luma, threads, data->full_size_pixels);
     return AlignPyramid(*data, frame, guess, threads);
   } catch (const std::bad_alloc&) {
     Alignment result = NotAligned();
@@ -323,6 +327,7 @@ Alignment Align(const AlignmentReference& reference, const AlignmentReference& f
   const AlignmentReference::Data *data = reference.data(), *of_frame = frame.data();
   if (data == nullptr || of_frame == nullptr) return NotAligned();
   if (of_frame->width != data->width || of_frame->height != data->height) return NotAligned();
+  assert(of_frame->full_size_pixels == data->full_size_pixels);
   return AlignPyramid(*data, of_frame->pyramid, guess, threads);
 }
 

@@ -10,6 +10,10 @@ namespace zolt {
 
 inline constexpr int kAlignmentThreads = 4;
 
+/// How exactly frames of 0.6 to 1.2 megapixels are aligned. kQuick compares them at half their size, in half
+/// of the time: single pixels are mostly noise, and what is lost is a hundredth of a pixel.
+enum class AlignmentCare { kThorough, kQuick };
+
 /// A reference, prepared once and compared with each frame of its burst: its luma at halving sizes with
 /// gradients. Keeps no pointer to the picture.
 class AlignmentReference {
@@ -20,7 +24,7 @@ class AlignmentReference {
   AlignmentReference& operator=(AlignmentReference&&) noexcept;
 
   /// False if memory was refused or a side is below 16; nothing can be aligned then.
-  bool Prepare(PlaneView luma, int threads = kAlignmentThreads);
+  bool Prepare(PlaneView luma, AlignmentCare care, int threads = kAlignmentThreads);
 
   struct Data;
   const Data* data() const { return data_.get(); }  ///< null until prepared
@@ -52,7 +56,7 @@ struct Alignment {
 Alignment Align(const AlignmentReference& reference, PlaneView frame_luma, const Homography* guess = nullptr,
                 int threads = kAlignmentThreads);
 
-/// The same with a frame that was prepared before, as a video's next reference is.
+/// The same with a frame that was prepared before, with the same care, as a video's next reference is.
 Alignment Align(const AlignmentReference& reference, const AlignmentReference& frame,
                 const Homography* guess = nullptr, int threads = kAlignmentThreads);
 

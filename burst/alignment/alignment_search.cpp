@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/vector_clones.h"
 #include "burst/alignment/alignment_stripes.h"
 #include "burst/memory/layer_vector.h"
 
@@ -45,7 +46,8 @@ struct OverlapSums {
   }
 };
 
-double CorrelationAt(const GreyPlane& reference, const GreyPlane& frame, int shift_x, int shift_y) {
+ZOLT_VECTOR_CLONES double CorrelationAt(const GreyPlane& reference, const GreyPlane& frame, int shift_x,
+                                        int shift_y) {
   const int width = std::min(reference.width, frame.width), height = std::min(reference.height, frame.height);
   const int x0 = std::max(0, -shift_x), x1 = std::min(width, width - shift_x);
   const int y0 = std::max(0, -shift_y), y1 = std::min(height, height - shift_y);

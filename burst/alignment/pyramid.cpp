@@ -122,9 +122,9 @@ void Smooth(const GreyPlane& from, int threads, GreyPlane* to) {
   });
 }
 
-int FinestLevel(PlaneView picture) {
+int FinestLevel(PlaneView picture, int64_t full_size_pixels) {
   int k = 0;
-  const auto most = [&] { return k == 0 ? Pyramid::kFullSizePixels : Pyramid::kFinestPixels; };
+  const auto most = [&] { return k == 0 ? full_size_pixels : Pyramid::kFinestPixels; };
   while (static_cast<int64_t>(picture.width >> k) * (picture.height >> k) > most() &&
          std::min(picture.width, picture.height) >> (k + 1) >= Pyramid::kLeastSide) {
     ++k;
@@ -158,8 +158,8 @@ void GreyPlane::RepeatEdges() {
   }
 }
 
-void Pyramid::Build(PlaneView picture, int threads) {
-  finest_ = FinestLevel(picture);
+void Pyramid::Build(PlaneView picture, int threads, int64_t full_size_pixels) {
+  finest_ = FinestLevel(picture, full_size_pixels);
   coarsest_ = CoarsestLevel(picture, finest_);
   levels_.resize(static_cast<size_t>(coarsest_ - finest_) + 1);
   GreyPlane plane, half;

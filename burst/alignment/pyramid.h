@@ -38,17 +38,16 @@ struct GreyPlane {
 /// noise that is averaged first disturbs no gradient.
 class Pyramid {
  public:
-  /// From the first level of at most kFinestPixels pixels down to one of which the longer side is at most
-  /// kCoarsestSide or the shorter one below 2 * kLeastSide. Sides are at least kLeastSide. May throw
-  /// std::bad_alloc.
-  void Build(PlaneView picture, int threads);
+  /// From the first level of at most kFinestPixels pixels, `full_size_pixels` for level 0, down to one of
+  /// which the longer side is at most kCoarsestSide or the shorter one below 2 * kLeastSide. Sides are at
+  /// least kLeastSide. May throw std::bad_alloc.
+  void Build(PlaneView picture, int threads, int64_t full_size_pixels = kFinestPixels);
 
   int finest() const { return finest_; }      ///< k of the largest level kept
   int coarsest() const { return coarsest_; }  ///< k of the smallest
   const GreyPlane& Level(int k) const { return levels_[k - finest_]; }
 
   static constexpr int64_t kFinestPixels = 1200000;
-  static constexpr int64_t kFullSizePixels = 600000;  ///< of level 0: single pixels are mostly noise
   static constexpr int kCoarsestSide = 96;
   static constexpr int kLeastSide = 8;
 

@@ -12,6 +12,8 @@ constexpr int kWhite = 255 * 32;  // Q5
 constexpr int kBlownOut = 215;    // above, single colours may be blown out already, and brightness tells less
 constexpr int kLeastShare = 4000;  // a level tells where it goes if one pixel in so many has it
 
+constexpr int64_t kOverlapPixels = 24000;
+
 /// The level of `to`, Q5, that `below` of its pixels lie below; `bin` and `sum` go on from call to call.
 int LevelBelow(const GreyHistogram& to, double below, int* bin, int64_t* sum) {
   while (*bin < 255 && static_cast<double>(*sum + to.count[*bin]) < below) *sum += to.count[(*bin)++];
@@ -72,7 +74,7 @@ LevelCurve MatchTones(const GreyHistogram& from, const GreyHistogram& to) {
 void OverlapHistograms(const GreyPlane& reference, const GreyPlane& frame, const Homography& motion,
                        GreyHistogram* of_reference, GreyHistogram* of_frame) {
   int step = 1;
-  while (static_cast<int64_t>(reference.width / step) * (reference.height / step) > 60000) ++step;
+  while (static_cast<int64_t>(reference.width / step) * (reference.height / step) > kOverlapPixels) ++step;
   for (int y = 0; y < reference.height; y += step) {
     for (int x = 0; x < reference.width; x += step) {
       double to_x, to_y;

@@ -38,7 +38,7 @@ LevelCurve MatchTones(const GreyHistogram& from, const GreyHistogram& to);
 GreyHistogram HistogramOf(const GreyPlane& plane);
 
 /// Histograms of what two pictures of the same size show both: of pixel (x, y) of the reference and of the
-/// nearest pixel at `motion` (x, y) of the frame, for some 60000 pixels in even steps.
+/// nearest pixel at `motion` (x, y) of the frame, for some 20000 pixels in even steps.
 void OverlapHistograms(const GreyPlane& reference, const GreyPlane& frame, const Homography& motion,
                        GreyHistogram* of_reference, GreyHistogram* of_frame);
 

@@ -1,8 +1,9 @@
 #include "burst/noise/noise_blocks.h"
-#include "burst/memory/layer_vector.h"
 
 #include <algorithm>
 #include <cmath>
+
+#include "base/vector_clones.h"
 
 namespace zolt {
 namespace {
@@ -94,6 +95,23 @@ void ForPlaces(PlaneView plane, int limit, const TakeBlock& take) {
   }
 }
 
+/// False if too much is clipped.
+ZOLT_VECTOR_CLONES bool CompareBlock(const uint8_t* a, ptrdiff_t a_pitch, const uint8_t* b, ptrdiff_t b_pitch,
+                                     bool unclipped, BlockNoise* noise) {
+  const Block block = Load(a, a_pitch, b, b_pitch);
+  if (unclipped && block.clipped > kMostClipped) return false;
+  int16_t half[kHalf * kHalf];
+  Reduce(block.difference, half);
+  const PlaneFit sum = Fit<kNoiseBlock>(block.sum);
+  // The difference of two frames has twice the variance of one; sums of 2 have 4 times that of the mean, of 4
+  // pixels 16 times.
+  *noise = {static_cast<float>(Fit<kNoiseBlock>(block.difference).Left(kNoiseBlock) / 2 / kFree),
+            static_cast<float>(Fit<kHalf>(half).Left(kHalf) / 16 / 2 / kFreeHalf),
+            static_cast<float>(sum.Left(kNoiseBlock) / 4 / kFree),
+            static_cast<float>(static_cast<double>(sum.sum) / 2 / (kNoiseBlock * kNoiseBlock))};
+  return true;
+}
+
 }  // namespace
 
 void CompareBlocks(PlaneView a, PlaneView b, const Homography& motion, int limit, bool unclipped,
@@ -106,18 +124,9 @@ void CompareBlocks(PlaneView a, PlaneView b, const Homography& motion, int limit
     const bool inside =
         left >= 0 && top >= 0 && left <= b.width - kNoiseBlock && top <= b.height - kNoiseBlock;
     if (!inside) return;
-    const Block block =
-        Load(a.Row(y) + x, a.pitch, b.Row(static_cast<int>(top)) + static_cast<int>(left), b.pitch);
-    if (unclipped && block.clipped > kMostClipped) return;
-    int16_t half[kHalf * kHalf];
-    Reduce(block.difference, half);
-    const PlaneFit sum = Fit<kNoiseBlock>(block.sum);
-    // The difference of two frames has twice the variance of one; sums of 2 have 4 times that of the mean, of
-    // 4 pixels 16 times.
-    out->push_back({static_cast<float>(Fit<kNoiseBlock>(block.difference).Left(kNoiseBlock) / 2 / kFree),
-                    static_cast<float>(Fit<kHalf>(half).Left(kHalf) / 16 / 2 / kFreeHalf),
-                    static_cast<float>(sum.Left(kNoiseBlock) / 4 / kFree),
-                    static_cast<float>(static_cast<double>(sum.sum) / 2 / (kNoiseBlock * kNoiseBlock))});
+    BlockNoise noise;
+    const uint8_t* other = b.Row(static_cast<int>(top)) + static_cast<int>(left);
+    if (CompareBlock(a.Row(y) + x, a.pitch, other, b.pitch, unclipped, &noise)) out->push_back(noise);
   });
 }
 

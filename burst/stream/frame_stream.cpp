@@ -60,7 +60,7 @@ void FrameStream::Push(const zolt_burst_picture& picture) {
   auto frame = std::make_unique<Frame>(picture, memory_);
   OwnedPlane own(memory_);
   const PlaneView luma = LumaOf(frame->picture.view(), &own);
-  if (!frame->features.Prepare(luma)) throw std::bad_alloc();
+  if (!frame->features.Prepare(luma, care_)) throw std::bad_alloc();
   frame->energy = GradientEnergy(luma);
   frame->level = MeanLevel(luma);
   frame->segment = segment_ + (ended_ ? 1 : 0);

@@ -19,9 +19,13 @@ namespace zolt {
 /// with the memory set as the engine's; std::bad_alloc leaves the stream as it was.
 class FrameStream {
  public:
-  /// `delay` as the public options have it.
-  FrameStream(int window, int delay, BurstMemory* memory)
-      : window_(window), delay_(delay < 0 ? window / 2 : delay), waits_(delay < 0), memory_(memory) {}
+  /// `mode` and `delay` as the public options have them.
+  FrameStream(int window, int32_t mode, int delay, BurstMemory* memory)
+      : window_(window),
+        care_(CareFor(mode)),
+        delay_(delay < 0 ? window / 2 : delay),
+        waits_(delay < 0),
+        memory_(memory) {}
 
   void Push(const zolt_burst_picture& picture);
   void End() { ended_ = true; }
@@ -69,7 +73,9 @@ class FrameStream {
   Window WindowOf(size_t index) const;
   Burst BurstOf(const Window& window, const std::vector<AlignmentJob>& jobs) const;
 
-  const int window_, delay_;
+  const int window_;
+  const AlignmentCare care_;
+  const int delay_;
   const bool waits_;  ///< for a whole window where a shot begins
   BurstMemory* memory_;
   std::deque<std::unique_ptr<Frame>> frames_;

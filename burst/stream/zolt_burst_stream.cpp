@@ -29,7 +29,10 @@ zolt_burst_options BurstOptionsOf(const zolt_burst_options& given) {
 
 struct zolt_burst_stream {
   zolt_burst_stream(const zolt::Settings& chosen, int window_size, int delay)
-      : settings(chosen), window(window_size), memory(chosen.options.hooks), frames(window, delay, &memory) {}
+      : settings(chosen),
+        window(window_size),
+        memory(chosen.options.hooks),
+        frames(window, chosen.options.mode, delay, &memory) {}
 
   zolt::Settings settings;
   int window;
