@@ -10,8 +10,8 @@ namespace zolt {
 
 inline constexpr int kAlignmentThreads = 4;
 
-/// How exactly frames of 0.6 to 1.2 megapixels are aligned. kQuick compares them at half their size, in half
-/// of the time: single pixels are mostly noise, and what is lost is a hundredth of a pixel.
+/// How exactly frames of 0.6 to 1.2 megapixels are aligned. kQuick compares them at half their size, in a
+/// third of the time: single pixels are mostly noise, and what is lost is a hundredth of a pixel.
 enum class AlignmentCare { kThorough, kQuick };
 
 /// A reference, prepared once and compared with each frame of its burst: its luma at halving sizes with
