@@ -38,16 +38,6 @@ void BM_SpatialLumaMemcpy(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * 4 * kPixels);
 }
 
-void BM_Widen8To16(benchmark::State& state) {
-  const auto source = NoisyRamp<uint8_t>(kWidth, kHeight);
-  std::vector<int16_t> destination(source.size());
-  for (auto _ : state) {
-    Widen8To16(source.data(), destination.data(), kPixels);
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(state.iterations() * 3 * kPixels);
-}
-
 void BM_PseudoMedian3x3(benchmark::State& state) {
   const auto source = NoisyRamp<uint8_t>(kWidth, kHeight);
   std::vector<int16_t> destination(source.size());
@@ -59,7 +49,29 @@ void BM_PseudoMedian3x3(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * 3 * kPixels);
 }
 
-// Two passes, plane to temporary and back: 8 bytes a sample.
+// The finest level, 8 bits in and out: 3 bytes a sample.
+void BM_WaveletForwardOf8Bits(benchmark::State& state) {
+  const auto source = NoisyRamp<uint8_t>(kWidth, kHeight);
+  std::vector<int16_t> plane(source.size()), rows(3 * kWidth);
+  for (auto _ : state) {
+    WaveletForward(source.data(), kWidth, kHeight, plane.data(), rows.data());
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(state.iterations() * 3 * kPixels);
+}
+
+void BM_WaveletInverseTo8Bits(benchmark::State& state) {
+  const auto plane = NoisyRamp<int16_t>(kWidth, kHeight);
+  std::vector<int16_t> rows(6 * kWidth);
+  std::vector<uint8_t> destination(plane.size());
+  for (auto _ : state) {
+    WaveletInverse(plane.data(), kWidth, kHeight, 0, kHeight, destination.data(), rows.data());
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(state.iterations() * 3 * kPixels);
+}
+
+// Coarser levels: two passes, plane to temporary and back, 8 bytes a sample.
 void BM_WaveletForward(benchmark::State& state) {
   auto plane = NoisyRamp<int16_t>(kWidth, kHeight);
   std::vector<int16_t> temporary(plane.size());
@@ -166,8 +178,9 @@ void BM_SpatialStage(benchmark::State& state) {
 }
 
 BENCHMARK(BM_SpatialLumaMemcpy)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Widen8To16)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PseudoMedian3x3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_WaveletForwardOf8Bits)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_WaveletInverseTo8Bits)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_WaveletForward)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_WaveletInverse)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_EdgeMapSobel)->Unit(benchmark::kMillisecond);

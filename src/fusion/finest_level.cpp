@@ -1,14 +1,13 @@
 #include "fusion/finest_level.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "base/alloc_hooks.h"
 #include "base/arithmetic.h"
 #include "base/vector_clones.h"
 #include "fusion/band_fusion.h"
 #include "fusion/fusion_workers.h"
-#include "kernels/lifting53.h"
+#include "kernels/lifting_rows.h"
 
 namespace zolt {
 namespace {
@@ -32,14 +31,12 @@ class LevelRows {
         left_(cutter.Take<int16_t>(static_cast<uint64_t>(w_))),
         right_(cutter.Take<int16_t>(static_cast<uint64_t>(w_))) {}
 
-  /// The next rows that are asked for.
-  void StartLow(int row) {
-    low_ += static_cast<int64_t>(row) * w_;
-    along_rows_.Start(row);
-  }
-  void StartHigh(int row) {
-    along_columns_.Start(row);
-    along_both_.Start(row);
+  /// Prepares for pair `first`: for its low row, and the high row before it if there is one.
+  void Start(int first) {
+    low_ += static_cast<int64_t>(first) * w_;
+    along_rows_.Start(first);
+    along_columns_.Start(std::max(first - 1, 0));
+    along_both_.Start(std::max(first - 1, 0));
   }
 
   void NextLow(int16_t* out) {
@@ -106,38 +103,15 @@ class RowFinish {
   uint8_t cap_;
 };
 
-// Row pairs first to last - 1.
-void FinishPairs(const FinestLevel& level, const int32_t* thresholds, const RowFinish& finish, int first,
-                 int last, uint8_t* scratch) {
-  const auto w = static_cast<uint64_t>(level.w);
+void FinishPairs(const FinestLevel& level, const int32_t* thresholds, const RowFinish& finish,
+                 PairRange pairs, uint8_t* scratch) {
   RegionCutter cutter(scratch, WorkerScratchSize(level.w));
   LevelRows rows(level, thresholds, cutter);
-  auto* low = cutter.Take<int16_t>(w);
-  auto* high = cutter.Take<int16_t>(w);
-  auto* other_high = cutter.Take<int16_t>(w);  // of the pair before, later of the one behind
-  auto* even = cutter.Take<int16_t>(w);
-  auto* odd = cutter.Take<int16_t>(w);
-  auto* next_even = cutter.Take<int16_t>(w);
-
-  rows.StartLow(first);
-  rows.StartHigh(std::max(first - 1, 0));
-  if (first > 0) rows.NextHigh(other_high);
-  rows.NextLow(low);
-  rows.NextHigh(high);
-  LiftEvenRow(low, first > 0 ? other_high : nullptr, high, even, level.w);
-  for (int i = first; i < last; ++i) {
-    finish(even, 2 * i);
-    if (i + 1 < level.h / 2) {
-      rows.NextLow(low);
-      rows.NextHigh(other_high);
-      LiftOddRow(low, high, other_high, even, odd, next_even, level.w);
-    } else {
-      LiftOddRow(nullptr, high, nullptr, even, odd, nullptr, level.w);
-    }
-    finish(odd, 2 * i + 1);
-    std::swap(high, other_high);
-    std::swap(even, next_even);
-  }
+  auto* memory = cutter.Take<int16_t>(kInverseRows * static_cast<uint64_t>(level.w));
+  rows.Start(pairs.first);
+  LiftPairsInverse(
+      level.w, pairs, memory, [&](int, int16_t* out) { rows.NextLow(out); },
+      [&](int, int16_t* out) { rows.NextHigh(out); }, [&](int y, const int16_t* row) { finish(row, y); });
 }
 
 }  // namespace
@@ -152,8 +126,8 @@ void FinishFinestLevel(const FinestLevel& level, const int32_t* thresholds, cons
   OnFusionWorkers([&](int worker) {
     const Share share = FusionShare(level.h / 2, worker);
     if (share.count == 0) return;
-    const int first = static_cast<int>(share.first);
-    FinishPairs(level, thresholds, finish, first, first + static_cast<int>(share.count),
+    const int first = static_cast<int>(share.first), last = first + static_cast<int>(share.count);
+    FinishPairs(level, thresholds, finish, {first, last, level.h / 2},
                 scratch + static_cast<uint64_t>(worker) * WorkerScratchSize(level.w));
   });
 }

@@ -1,32 +1,26 @@
 #include "fusion/wavelet_levels.h"
 
-#include <utility>
-
 #include "fusion/fusion_workers.h"
-#include "kernels/lifting53.h"
+#include "kernels/lifting_rows.h"
 
 namespace zolt {
 
 uint64_t LiftForwardScratchSize(int w) {
-  return kFusionWorkers * 3 * static_cast<uint64_t>(w) * sizeof(int16_t);
+  return kFusionWorkers * kForwardRows * static_cast<uint64_t>(w) * sizeof(int16_t);
 }
 
-// Row pairs wait in the cache between columns and rows.
 void LiftForward(const uint8_t* plane, int w, int h, int16_t* region, uint8_t* scratch) {
   const Bands bands(region, w, h);
   OnFusionWorkers([&](int worker) {
     const Share share = FusionShare(h / 2, worker);
-    int16_t* low = reinterpret_cast<int16_t*>(scratch) + int64_t{worker} * 3 * w;
-    int16_t* high = low + w;
-    int16_t* high_before = high + w;
-    for (int64_t i = share.first; i < share.first + share.count; ++i) {
-      LiftPairForward(plane + 2 * i * w, w, static_cast<int>(i), h / 2,
-                      i == share.first ? nullptr : high_before, low, high, w);
-      const int64_t row = i * (w / 2);
+    const PairRange pairs = {static_cast<int>(share.first), static_cast<int>(share.first + share.count),
+                             h / 2};
+    int16_t* memory = reinterpret_cast<int16_t*>(scratch) + int64_t{worker} * kForwardRows * w;
+    LiftPairsForward(plane, w, w, pairs, memory, [&](int i, const int16_t* low, const int16_t* high) {
+      const int64_t row = int64_t{i} * (w / 2);
       LiftRowForward(low, bands[0] + row, bands[1] + row, w / 2);
       LiftRowForward(high, bands[2] + row, bands[3] + row, w / 2);
-      std::swap(high, high_before);
-    }
+    });
   });
 }
 

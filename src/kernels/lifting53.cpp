@@ -161,12 +161,6 @@ void LiftColumnsInverse(const int16_t* low, const int16_t* high, int band_pitch,
   }
 }
 
-void Widen8To16(const uint8_t* source, int16_t* destination, int64_t count) {
-  const uint8_t* __restrict in = source;
-  int16_t* __restrict out = destination;
-  for (int64_t i = 0; i < count; ++i) out[i] = in[i];
-}
-
 void Narrow16To8(const int16_t* source, uint8_t* destination, int64_t count) {
   const int16_t* __restrict in = source;
   uint8_t* __restrict out = destination;

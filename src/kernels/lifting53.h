@@ -44,9 +44,7 @@ void LiftColumnsForward(const int16_t* x, int pitch, int16_t* low, int16_t* high
 void LiftColumnsInverse(const int16_t* low, const int16_t* high, int band_pitch, int16_t* x, int pitch, int w,
                         PairRange pairs);
 
-/// The transform's entry and exit: 8-bit samples as they are, and back with saturation to 0..255, no
-/// rounding. `count` samples one behind the other.
-void Widen8To16(const uint8_t* source, int16_t* destination, int64_t count);
+/// The transform's exit: with saturation to 0..255, no rounding. `count` samples one behind the other.
 void Narrow16To8(const int16_t* source, uint8_t* destination, int64_t count);
 
 }  // namespace zolt

@@ -6,7 +6,6 @@
 #include "kernels/blur121.h"
 #include "kernels/box_downscale.h"
 #include "kernels/edge_chroma_return.h"
-#include "kernels/lifting53.h"
 #include "kernels/pseudo_median.h"
 #include "kernels/sobel_magnitude.h"
 #include "kernels/threshold_dilate.h"
@@ -43,7 +42,7 @@ BandRows UnskippedRows(const StripeRows& rows, int level) {
   return {top, (rows.height >> level) - top - bottom};
 }
 
-// Cores the three detail bands of a level under the edges of its low-pass band, then puts the level together.
+// Cores the three detail bands of a level under the edges of its low-pass band.
 void CoreLevel(const SpatialStripe& s, int level) {
   const StripeScratch& m = s.scratch;
   const int w = s.width >> level;
@@ -60,7 +59,6 @@ void CoreLevel(const SpatialStripe& s, int level) {
   ShrinkBand(upper + w, pitch, m.maps.mapH + map_at, w, w, count, table, kStrongEdge, kWeakEdgeCap);
   ShrinkBand(lower, pitch, m.maps.mapV + map_at, w, w, count, table, kStrongEdge, kWeakEdgeCap);
   ShrinkBand(lower + w, pitch, m.maps.mapD + map_at, w, w, count, table, kStrongEdge, kWeakEdgeCap);
-  WaveletInverse(m.band, 2 * w, 2 * h, pitch, m.temporary);
 }
 
 void SmoothLowBand(const SpatialStripe& s) {
@@ -78,17 +76,24 @@ void FilterLuma(const SpatialStripe& s) {
   const StripeScratch& m = s.scratch;
   const int w = s.width;
   const int h = s.rows.height;
+  // Of stripes of 64 rows and more a map and the mask, which are made later, hold the rows.
+  auto* forward_rows = reinterpret_cast<int16_t*>(m.maps.mapH);
+  auto* inverse_rows = reinterpret_cast<int16_t*>(m.mask);
   if (s.settings->median) {
-    PseudoMedian3x3(s.y, w, m.band, w, w, h, reinterpret_cast<uint8_t*>(m.row_state));
+    PseudoMedian3x3(s.y, w, m.temporary, w, w, h, reinterpret_cast<uint8_t*>(m.row_state));
+    WaveletForward(m.temporary, w, h, m.band, forward_rows);
   } else {
-    Widen8To16(s.y, m.band, int64_t{w} * h);
+    WaveletForward(s.y, w, h, m.band, forward_rows);
   }
   const int levels = s.settings->level == SpatialLevel::kLow ? 3 : 1;
-  for (int k = 0; k < levels; ++k) WaveletForward(m.band, w >> k, h >> k, w, m.temporary);
-  for (int level = levels; level > 1; --level) CoreLevel(s, level);
+  for (int k = 1; k < levels; ++k) WaveletForward(m.band, w >> k, h >> k, w, m.temporary);
+  for (int level = levels; level > 1; --level) {
+    CoreLevel(s, level);
+    WaveletInverse(m.band, w >> (level - 1), h >> (level - 1), w, m.temporary);
+  }
   SmoothLowBand(s);
   CoreLevel(s, 1);
-  Narrow16To8(m.band + static_cast<ptrdiff_t>(s.rows.topOverlap) * w, m.filtered, int64_t{w} * s.rows.core());
+  WaveletInverse(m.band, w, h, s.rows.topOverlap, s.rows.core(), m.filtered, inverse_rows);
 }
 
 // Where colours change, and, in a scene that is bright enough, where luma does.
