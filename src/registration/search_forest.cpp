@@ -269,6 +269,9 @@ class ForestSearch {
     const int32_t limit = result_->second_distance;
     while (link >= 0) {
       const KdNode node = forest_.nodes[link];
+      // Both ways, before it is known which is taken.
+      __builtin_prefetch(forest_.nodes + std::max(node.left, 0));
+      __builtin_prefetch(forest_.nodes + std::max(node.right, 0));
       const int32_t difference = WrapSub(query_[node.dimension], node.pivot);
       const int64_t square = int64_t{difference} * difference;
       const int32_t bound = WrapAdd(distance, static_cast<int32_t>(square >> 23));
