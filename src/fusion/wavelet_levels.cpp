@@ -4,6 +4,23 @@
 #include "kernels/lifting_rows.h"
 
 namespace zolt {
+namespace {
+
+/// body(y, left, right) for the rows of a plane whose columns are lifted: the two band rows that row y is
+/// made of.
+template <typename Body>
+void ForBandRows(const Bands& bands, int w, int h, Body&& body) {
+  OnFusionWorkers([&](int worker) {
+    const Share share = FusionShare(h, worker);
+    for (int64_t y = share.first; y < share.first + share.count; ++y) {
+      const int lower = y < h / 2 ? 0 : 2;
+      const int64_t row = (y % (h / 2)) * (w / 2);
+      body(y, bands[lower] + row, bands[lower + 1] + row);
+    }
+  });
+}
+
+}  // namespace
 
 uint64_t LiftForwardScratchSize(int w) {
   return kFusionWorkers * kForwardRows * static_cast<uint64_t>(w) * sizeof(int16_t);
@@ -31,26 +48,14 @@ void LiftForward(int16_t* region, int w, int h, int16_t* temporary) {
                              h / 2};
     LiftColumnsForward(region, w, temporary, temporary + static_cast<int64_t>(h / 2) * w, w, w, pairs);
   });
-  const Bands bands(region, w, h);
-  OnFusionWorkers([&](int worker) {
-    const Share share = FusionShare(h, worker);
-    for (int64_t y = share.first; y < share.first + share.count; ++y) {
-      const int lower = y < h / 2 ? 0 : 2;
-      const int64_t row = (y % (h / 2)) * (w / 2);
-      LiftRowForward(temporary + y * w, bands[lower] + row, bands[lower + 1] + row, w / 2);
-    }
+  ForBandRows(Bands(region, w, h), w, h, [&](int64_t y, int16_t* left, int16_t* right) {
+    LiftRowForward(temporary + y * w, left, right, w / 2);
   });
 }
 
 void LiftInverse(int16_t* region, int w, int h, int16_t* temporary) {
-  const Bands bands(region, w, h);
-  OnFusionWorkers([&](int worker) {
-    const Share share = FusionShare(h, worker);
-    for (int64_t y = share.first; y < share.first + share.count; ++y) {
-      const int lower = y < h / 2 ? 0 : 2;
-      const int64_t row = (y % (h / 2)) * (w / 2);
-      LiftRowInverse(bands[lower] + row, bands[lower + 1] + row, temporary + y * w, w / 2);
-    }
+  ForBandRows(Bands(region, w, h), w, h, [&](int64_t y, const int16_t* left, const int16_t* right) {
+    LiftRowInverse(left, right, temporary + y * w, w / 2);
   });
   OnFusionWorkers([&](int worker) {
     const Share share = FusionShare(h / 2, worker);
