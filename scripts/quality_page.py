@@ -18,7 +18,8 @@ CHROMA_LOSS = 0.2  # dB of chroma that fine mode may lie below the merge alone
 HEAD = """# Quality
 
 Made by `scripts/quality` with the shipped tuning. Bursts are simulated (docs/simulation.md) from photographs that the
-tuning did not see: {photographs}. They go through the layer with the first frame as reference and the ISO named. All figures are against the noise-free picture, without
+tuning did not see: {photographs}. They go through the layer with the first frame as reference and the ISO named, aligned for both
+modes as fine mode does. All figures are against the noise-free picture, without
 {border} pixels at each edge. Higher is better.
 
 - *First frame*: one frame of the burst as it is.

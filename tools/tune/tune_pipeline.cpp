@@ -64,6 +64,7 @@ void TunePipeline::PlaceFrames(const MfConfig& config) {
   zolt_burst_options_init(&options);
   options.iso = burst_.iso;
   options.reference = 0;
+  options.mode = ZOLT_BURST_FINE;  // aligned once for both modes, with the care of the more exact one
   options.fusion = burst_.fused ? ZOLT_BURST_FUSION_AUTO : ZOLT_BURST_FUSION_OFF;
   const Tunings tunings = {config, config, config};
   BurstRun run(options, tunings, &memory_);
