@@ -16,7 +16,8 @@ constexpr int kDetailBands = 3;
 
 uint64_t WorkerScratchSize(int w) {
   return kDetailBands * FusedBandRows::ScratchSize(w / 2) +
-         2 * static_cast<uint64_t>(w / 2) * sizeof(int16_t) + 6 * static_cast<uint64_t>(w) * sizeof(int16_t);
+         2 * static_cast<uint64_t>(w / 2) * sizeof(int16_t) +
+         kInverseRows * static_cast<uint64_t>(w) * sizeof(int16_t);
 }
 
 /// Rows of the level before its columns are lifted, one after the other: a worker's.
